@@ -1,0 +1,41 @@
+#!/usr/bin/env bash
+# Installs the Debian packages Brellow needs to build, run and test.
+# Idempotent: packages already present are left alone, and apt is not touched when nothing
+# is missing. Works as root or through sudo.
+set -euo pipefail
+
+packages=(
+  # toolchain and checks
+  build-essential cmake ninja-build pkg-config git
+  clang clang-format clang-tidy libclang-rt-14-dev
+  # libraries
+  libglib2.0-dev libsystemd-dev nlohmann-json3-dev uuid-dev
+  # tests and benchmarks
+  libgtest-dev libgmock-dev libbenchmark-dev
+)
+
+missing=()
+for pkg in "${packages[@]}"; do
+  if ! dpkg-query -W -f='${Status}' "$pkg" 2>/dev/null | grep -q 'install ok installed'; then
+    missing+=("$pkg")
+  fi
+done
+
+if [ ${#missing[@]} -eq 0 ]; then
+  echo "install-deps: all packages present"
+  exit 0
+fi
+
+if [ "$(id -u)" -eq 0 ]; then
+  as_root=()
+elif command -v sudo >/dev/null 2>&1; then
+  as_root=(sudo)
+else
+  echo "install-deps: need root or sudo to install: ${missing[*]}" >&2
+  exit 1
+fi
+
+echo "install-deps: installing ${missing[*]}"
+export DEBIAN_FRONTEND=noninteractive
+"${as_root[@]}" apt-get update -qq
+"${as_root[@]}" apt-get install -y -qq --no-install-recommends "${missing[@]}"
