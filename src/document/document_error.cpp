@@ -1,0 +1,22 @@
+#include "document/document_error.h"
+
+namespace brellow {
+
+DocumentError DocumentError::packageUnreadable() {
+    return {Kind::packageUnreadable, kCocoaErrorDomain, kFileReadCorruptFile,
+            "show.json missing or unreadable"};
+}
+
+DocumentError DocumentError::decoding(std::string message) {
+    return {Kind::decoding, "ShowDecoding", 1, std::move(message)};
+}
+
+DocumentError DocumentError::encoding(std::string message) {
+    return {Kind::encoding, "ShowEncoding", 1, std::move(message)};
+}
+
+DocumentError DocumentError::io(int errorNumber, std::string message) {
+    return {Kind::io, "POSIX", errorNumber, std::move(message)};
+}
+
+}  // namespace brellow

@@ -1,0 +1,70 @@
+#include "document/package_reader.h"
+
+#include "base/files.h"
+#include "base/log.h"
+#include "document/safe_name.h"
+#include "model/show_codec.h"
+
+namespace brellow {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+bool isRealDirectory(const fs::path& path) {
+    std::error_code error;
+    return fs::symlink_status(path, error).type() == fs::file_type::directory;
+}
+
+// Brings each safely named regular file of `from` into `to`. Other entries are skipped.
+Result<void, DocumentError> fillFolder(const fs::path& from, const fs::path& to,
+                                       std::string_view extension) {
+    if (!isRealDirectory(from))
+        return {};
+    std::error_code error;
+    for (fs::directory_iterator it(from, error), end; !error && it != end; it.increment(error)) {
+        const std::string name = it->path().filename().string();
+        if (!isSafeFilename(name, extension) || !isRegularFileNoFollow(it->path()))
+            continue;
+        auto cloned = cloneFile(it->path(), to / name);
+        if (!cloned) {
+            return fail(DocumentError::io(cloned.error().errorNumber, cloned.error().message));
+        }
+    }
+    return {};
+}
+
+}  // namespace
+
+Result<Show, DocumentError> readPackage(const fs::path& package, const WorkingDirectory& working,
+                                        const Logger& log) {
+    std::error_code error;
+    if (!fs::is_directory(package, error))
+        return fail(DocumentError::packageUnreadable());
+    auto bytes = readRegularFile(package / "show.json", kMaxShowJsonBytes);
+    if (!bytes)
+        return fail(DocumentError::packageUnreadable());
+
+    auto decoded = decodeShow(*bytes);
+    if (!decoded)
+        return fail(DocumentError::decoding(decoded.error().message));
+    Show show = std::move(decoded).value();
+
+    sanitizeShow(show, log);
+    assignMissingHotkeys(show);
+
+    working.ensureCreated();
+    if (auto media = fillFolder(package / "Media", working.media(), kMediaExtension); !media) {
+        return fail(media.error());
+    }
+    if (auto peaks = fillFolder(package / "Waveforms", working.waveforms(), kWaveformExtension);
+        !peaks) {
+        return fail(peaks.error());
+    }
+
+    log.info("Opened show with %ld page(s), %ld sting(s)", static_cast<long>(show.pages.size()),
+             static_cast<long>(stingCount(show)));
+    return show;
+}
+
+}  // namespace brellow

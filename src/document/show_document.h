@@ -1,0 +1,96 @@
+#pragma once
+// One open show: its model, its private working folder, its change count, and the edits the
+// page makes. Toolkit-free; everything here runs on the main context.
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "base/log.h"
+#include "base/result.h"
+#include "document/document_error.h"
+#include "document/package_writer.h"
+#include "document/working_directory.h"
+#include "model/show.h"
+
+namespace brellow {
+
+/// One sting the engine should load after a show was opened.
+struct StingLoadRequest {
+    Uuid stingID;
+    std::filesystem::path mediaPath;
+    double volumeDB = 0;
+};
+
+/// Receives, after each successful read, the stings to load in `allStings` order. It must
+/// start its work in the background and return at once.
+using StingLoadHandler = std::function<void(std::vector<StingLoadRequest>)>;
+
+/// What `setHotkey` did: the stings of the same page that gave the key up.
+struct HotkeyChange {
+    std::vector<Uuid> clearedStingIDs;
+};
+
+class ShowDocument {
+  public:
+    /// A new untitled show with an empty working folder below `scratchRoot`.
+    explicit ShowDocument(const std::filesystem::path& scratchRoot);
+    ShowDocument();  // scratch root: the user's cache folder
+    ~ShowDocument();
+    ShowDocument(const ShowDocument&) = delete;
+    ShowDocument& operator=(const ShowDocument&) = delete;
+
+    /// Replaces the show with the package's and fills the working folder, then hands the
+    /// stings to the load handler.
+    Result<void, DocumentError> read(const std::filesystem::path& package);
+
+    /// Writes the package at `destination` crash-safely; on success the document is clean.
+    Result<void, DocumentError> save(const std::filesystem::path& destination,
+                                     const SaveCheckpoint& checkpoint = {});
+
+    const Show& show() const { return show_; }
+    /// For the import flow, which appends stings and marks changes itself.
+    Show& mutableShow() { return show_; }
+    const WorkingDirectory& workingDirectory() const { return working_; }
+    std::filesystem::path mediaPath(const Sting& sting) const;
+
+    void setStingLoadHandler(StingLoadHandler handler) { loadHandler_ = std::move(handler); }
+
+    // Change tracking: edited from the first change until the next successful save.
+    void markChanged() { ++changeCount_; }
+    std::uint64_t changeCount() const { return changeCount_; }
+    bool isEdited() const { return changeCount_ != savedChangeCount_; }
+
+    // Edits. Each returns whether it changed the show; an unknown identifier changes nothing.
+    bool setTrim(const Uuid& stingID, std::optional<double> inSec, std::optional<double> outSec);
+    bool setLoop(const Uuid& stingID, bool enabled);
+    bool setFade(const Uuid& stingID, std::optional<double> fadeInSec,
+                 std::optional<double> fadeOutSec);
+    std::optional<HotkeyChange> setHotkey(const Uuid& stingID, std::optional<std::string> key);
+    std::optional<Sting> removeSting(const Uuid& stingID);
+    bool reorder(const Uuid& pageID, const std::vector<Uuid>& stingIDs);
+    bool rename(const Uuid& stingID, const std::string& name);
+    bool setSoloMode(bool enabled);
+    Uuid createPage(const std::string& name);
+    bool renamePage(const Uuid& pageID, const std::string& name);
+    /// The removed page's stings, or nothing when the page is unknown or the last one.
+    std::optional<std::vector<Sting>> deletePage(const Uuid& pageID);
+    bool setActivePage(const Uuid& pageID);
+    bool reorderPages(const std::vector<Uuid>& pageIDs);
+
+    static constexpr double kMaxFadeSec = 60;
+
+  private:
+    void deleteWorkingFiles(const Sting& sting) const;
+
+    Logger log_{"ShowDocument"};
+    Show show_;
+    WorkingDirectory working_;
+    StingLoadHandler loadHandler_;
+    std::uint64_t changeCount_ = 0;
+    std::uint64_t savedChangeCount_ = 0;
+};
+
+}  // namespace brellow
