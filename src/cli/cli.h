@@ -1,0 +1,23 @@
+#pragma once
+// brellow-cli: build, inspect and check shows from a terminal.
+#include <string>
+#include <vector>
+
+namespace brellow::cli {
+
+using Arguments = std::vector<std::string>;
+
+/// Exit codes: 0 success, 1 the operation failed, 2 the command line was wrong.
+inline constexpr int kExitOk = 0;
+inline constexpr int kExitFailed = 1;
+inline constexpr int kExitUsage = 2;
+
+int runNew(const Arguments& args);
+int runShow(const Arguments& args);
+int runResave(const Arguments& args);
+int runEdit(const Arguments& args);
+
+/// Prints "brellow-cli: <message>" to stderr and returns `code`.
+int complain(int code, const std::string& message);
+
+}  // namespace brellow::cli

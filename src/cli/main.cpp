@@ -1,0 +1,62 @@
+#include <cstdio>
+#include <cstring>
+#include <map>
+#include <memory>
+
+#include "base/log.h"
+#include "cli/cli.h"
+
+namespace {
+
+constexpr const char* kUsage =
+    "usage: brellow-cli [--verbose] COMMAND ...\n"
+    "\n"
+    "  new DEST.stingshow [--name NAME]   write a new, empty show package\n"
+    "  show PKG                           open a package and print its show.json\n"
+    "  resave PKG DEST                    open PKG and save it as the package DEST\n"
+    "  edit PKG COMMAND JSON              apply one edit (setTrim, rename, createPage, ...)\n"
+    "                                     with its JSON arguments and save in place\n"
+    "\n"
+    "  --verbose   write log lines to stderr\n";
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    using namespace brellow;
+    std::vector<std::string> args(argv + 1, argv + argc);
+    bool verbose = false;
+    while (!args.empty() && args.front().starts_with("--")) {
+        if (args.front() == "--verbose") {
+            verbose = true;
+        } else if (args.front() == "--help") {
+            std::fputs(kUsage, stdout);
+            return cli::kExitOk;
+        } else {
+            return cli::complain(cli::kExitUsage, "unknown option " + args.front());
+        }
+        args.erase(args.begin());
+    }
+    if (verbose) {
+        logging::setSinks({std::make_shared<StderrLogSink>()});
+    } else if (JournalLogSink::journalAvailable()) {
+        logging::setSinks({std::make_shared<JournalLogSink>()});
+    }
+    if (args.empty()) {
+        std::fputs(kUsage, stderr);
+        return cli::kExitUsage;
+    }
+
+    const std::map<std::string, int (*)(const cli::Arguments&)> commands = {
+        {"new", cli::runNew},
+        {"show", cli::runShow},
+        {"resave", cli::runResave},
+        {"edit", cli::runEdit},
+    };
+    const auto command = commands.find(args.front());
+    if (command == commands.end()) {
+        std::fputs(kUsage, stderr);
+        return cli::complain(cli::kExitUsage, "unknown command " + args.front());
+    }
+    args.erase(args.begin());
+    return command->second(args);
+}
