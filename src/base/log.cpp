@@ -22,7 +22,7 @@ std::vector<std::shared_ptr<LogSink>>& sinks() {
     return list;
 }
 
-std::string formatMessage(const char* format, va_list args) {
+[[gnu::format(printf, 1, 0)]] std::string formatMessage(const char* format, va_list args) {
     va_list copy;
     va_copy(copy, args);
     const int length = std::vsnprintf(nullptr, 0, format, copy);

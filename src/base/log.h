@@ -75,7 +75,7 @@ class Logger {
     const std::string& category() const { return category_; }
 
   private:
-    void emit(LogLevel level, const char* format, va_list args) const;
+    [[gnu::format(printf, 3, 0)]] void emit(LogLevel level, const char* format, va_list args) const;
     std::string category_;
 };
 

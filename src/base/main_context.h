@@ -2,7 +2,7 @@
 // Jobs for the GLib main context: the one thread that owns documents, bridges and windows.
 #include <functional>
 
-using GMainContext = struct _GMainContext;
+#include <glib.h>
 
 namespace brellow {
 

@@ -12,7 +12,7 @@ namespace brellow {
 class Logger;
 
 /// Largest "show.json" accepted; a real show of a thousand stings is about half a megabyte.
-inline constexpr std::size_t kMaxShowJsonBytes = 64 * 1024 * 1024;
+inline constexpr std::size_t kMaxShowJsonBytes = std::size_t{64} << 20;
 
 /// Decodes "show.json", sanitises names, assigns missing hotkeys, and links (or copies) the
 /// package's safely named media and waveform files into `working`. Nothing outside `working`

@@ -1,0 +1,153 @@
+// Cost of saving and opening a show whose media are large, and of the JSON codec.
+// BRELLOW_BENCH_MEDIA_MB sets the media size (default 1024 MiB).
+#include <benchmark/benchmark.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <random>
+
+#include "base/log.h"
+#include "document/show_document.h"
+#include "model/show_codec.h"
+
+namespace brellow {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+std::size_t mediaMegabytes() {
+    const char* value = std::getenv("BRELLOW_BENCH_MEDIA_MB");  // NOLINT(concurrency-mt-unsafe)
+    return value != nullptr ? std::strtoul(value, nullptr, 10) : 1024;
+}
+
+Sting benchSting(int index) {
+    Sting sting;
+    sting.id = Uuid::generate();
+    sting.name = "Sting " + std::to_string(index);
+    sting.mediaFilename = sting.id.toString() + ".caf";
+    sting.waveformFilename = sting.id.toString() + ".bin";
+    sting.durationSec = 12.5 + index;
+    sting.volumeDB = -0.5 * index;
+    sting.fadeOutSec = 0.25;
+    sting.hotkey = std::to_string(1 + index % 9);
+    return sting;
+}
+
+Show showWithStings(int count) {
+    Show show = makeNewShow();
+    for (int i = 0; i < count; ++i) show.pages[0].stings.push_back(benchSting(i));
+    return show;
+}
+
+// A package with 64 stings whose media add up to the configured size, made once.
+struct BigPackage {
+    fs::path root;
+    fs::path package;
+    fs::path scratch;
+
+    BigPackage() {
+        logging::setSinks({});
+        std::string pattern = (fs::temp_directory_path() / "brellow-bench-XXXXXX").string();
+        root = mkdtemp(pattern.data());
+        package = root / "Big.stingshow";
+        scratch = root / "scratch";
+        const Show show = showWithStings(64);
+        fs::create_directories(package / "Media");
+        fs::create_directories(package / "Waveforms");
+        std::ofstream(package / "show.json") << encodeShow(show, JsonStyle::file).value();
+        const std::size_t bytesPerFile = mediaMegabytes() * 1024 * 1024 / 64;
+        std::vector<char> block(1 << 20);
+        std::mt19937 random(7);
+        for (char& c : block) c = static_cast<char>(random());
+        for (const Sting& sting : allStings(show)) {
+            std::ofstream media(package / "Media" / sting.mediaFilename, std::ios::binary);
+            for (std::size_t written = 0; written < bytesPerFile; written += block.size()) {
+                media.write(block.data(), static_cast<std::streamsize>(
+                                              std::min(block.size(), bytesPerFile - written)));
+            }
+            std::ofstream(package / "Waveforms" / *sting.waveformFilename) << "peaks";
+        }
+        ::sync();
+    }
+    ~BigPackage() { fs::remove_all(root); }
+};
+
+BigPackage& bigPackage() {
+    static BigPackage package;
+    return package;
+}
+
+void SaveAfterSmallEdit(benchmark::State& state) {
+    BigPackage& big = bigPackage();
+    ShowDocument document(big.scratch);
+    if (!document.read(big.package)) state.SkipWithError("open failed");
+    const Uuid first = document.show().pages[0].stings[0].id;
+    int n = 0;
+    for (auto _ : state) {
+        document.rename(first, "Renamed " + std::to_string(++n));
+        if (!document.save(big.package)) state.SkipWithError("save failed");
+    }
+    state.counters["media_MiB"] = static_cast<double>(mediaMegabytes());
+}
+BENCHMARK(SaveAfterSmallEdit)->Unit(benchmark::kMillisecond)->UseRealTime()->MinTime(2);
+
+void OpenShowFillingWorkingFolder(benchmark::State& state) {
+    BigPackage& big = bigPackage();
+    for (auto _ : state) {
+        auto document = std::make_unique<ShowDocument>(big.scratch);
+        if (!document->read(big.package)) state.SkipWithError("open failed");
+        state.PauseTiming();
+        document.reset();  // removing the working folder is not part of opening
+        state.ResumeTiming();
+    }
+    state.counters["media_MiB"] = static_cast<double>(mediaMegabytes());
+}
+BENCHMARK(OpenShowFillingWorkingFolder)->Unit(benchmark::kMillisecond)->UseRealTime()->MinTime(2);
+
+// What copying the same package costs, for comparison with opening it.
+void CopyPackageWithCp(benchmark::State& state) {
+    BigPackage& big = bigPackage();
+    const fs::path copy = big.root / "copy.stingshow";
+    const std::string command = "cp -r '" + big.package.string() + "' '" + copy.string() + "'";
+    for (auto _ : state) {
+        if (std::system(command.c_str()) != 0) state.SkipWithError("cp failed");  // NOLINT
+        state.PauseTiming();
+        fs::remove_all(copy);
+        ::sync();
+        state.ResumeTiming();
+    }
+}
+BENCHMARK(CopyPackageWithCp)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(3);
+
+void EncodeShow1000Stings(benchmark::State& state) {
+    const Show show = showWithStings(1000);
+    std::size_t bytes = 0;
+    for (auto _ : state) {
+        auto encoded = encodeShow(show, JsonStyle::file);
+        bytes = encoded->size();
+        benchmark::DoNotOptimize(encoded);
+    }
+    state.SetBytesProcessed(static_cast<std::int64_t>(bytes) * state.iterations());
+}
+BENCHMARK(EncodeShow1000Stings)->Unit(benchmark::kMillisecond);
+
+void DecodeShow1000Stings(benchmark::State& state) {
+    const std::string text = encodeShow(showWithStings(1000), JsonStyle::file).value();
+    for (auto _ : state) {
+        auto decoded = decodeShow(text);
+        benchmark::DoNotOptimize(decoded);
+    }
+    state.SetBytesProcessed(static_cast<std::int64_t>(text.size()) * state.iterations());
+}
+BENCHMARK(DecodeShow1000Stings)->Unit(benchmark::kMillisecond);
+
+}  // namespace
+
+}  // namespace brellow
+
+BENCHMARK_MAIN();
