@@ -40,7 +40,8 @@ Sting benchSting(int index) {
 
 Show showWithStings(int count) {
     Show show = makeNewShow();
-    for (int i = 0; i < count; ++i) show.pages[0].stings.push_back(benchSting(i));
+    for (int i = 0; i < count; ++i)
+        show.pages[0].stings.push_back(benchSting(i));
     return show;
 }
 
@@ -63,7 +64,8 @@ struct BigPackage {
         const std::size_t bytesPerFile = mediaMegabytes() * 1024 * 1024 / 64;
         std::vector<char> block(1 << 20);
         std::mt19937 random(7);
-        for (char& c : block) c = static_cast<char>(random());
+        for (char& c : block)
+            c = static_cast<char>(random());
         for (const Sting& sting : allStings(show)) {
             std::ofstream media(package / "Media" / sting.mediaFilename, std::ios::binary);
             for (std::size_t written = 0; written < bytesPerFile; written += block.size()) {

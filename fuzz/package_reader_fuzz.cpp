@@ -64,7 +64,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
                 if (!isSafeFilename(sting.mediaFilename, kMediaExtension)) std::abort();
             }
             for (const auto& entry : fs::directory_iterator(document.workingDirectory().media())) {
-                if (!isSafeFilename(entry.path().filename().string(), kMediaExtension)) std::abort();
+                if (!isSafeFilename(entry.path().filename().string(), kMediaExtension))
+                    std::abort();
             }
         }
     }

@@ -22,8 +22,7 @@ class FileDescriptor {
   public:
     explicit FileDescriptor(int fd) : fd_(fd) {}
     ~FileDescriptor() {
-        if (fd_ >= 0)
-            ::close(fd_);
+        if (fd_ >= 0) ::close(fd_);
     }
     FileDescriptor(const FileDescriptor&) = delete;
     FileDescriptor& operator=(const FileDescriptor&) = delete;
@@ -38,8 +37,7 @@ Result<void, IoError> writeAll(int fd, std::string_view bytes, const fs::path& p
     while (!bytes.empty()) {
         const ssize_t written = ::write(fd, bytes.data(), bytes.size());
         if (written < 0) {
-            if (errno == EINTR)
-                continue;
+            if (errno == EINTR) continue;
             return fail(IoError::fromErrno("write", path, errno));
         }
         bytes.remove_prefix(static_cast<std::size_t>(written));
@@ -50,12 +48,9 @@ Result<void, IoError> writeAll(int fd, std::string_view bytes, const fs::path& p
 Result<void, IoError> copyContents(int from, int to, const fs::path& destination) {
     for (;;) {
         const ssize_t copied = ::copy_file_range(from, nullptr, to, nullptr, 1 << 30, 0);
-        if (copied == 0)
-            return {};
-        if (copied > 0)
-            continue;
-        if (errno == EINTR)
-            continue;
+        if (copied == 0) return {};
+        if (copied > 0) continue;
+        if (errno == EINTR) continue;
         if (errno != EXDEV && errno != EINVAL && errno != ENOSYS && errno != EOPNOTSUPP) {
             return fail(IoError::fromErrno("copy", destination, errno));
         }
@@ -64,17 +59,14 @@ Result<void, IoError> copyContents(int from, int to, const fs::path& destination
     char buffer[1 << 16];
     for (;;) {
         const ssize_t got = ::read(from, buffer, sizeof buffer);
-        if (got == 0)
-            return {};
+        if (got == 0) return {};
         if (got < 0) {
-            if (errno == EINTR)
-                continue;
+            if (errno == EINTR) continue;
             return fail(IoError::fromErrno("read", destination, errno));
         }
         auto written =
             writeAll(to, std::string_view(buffer, static_cast<std::size_t>(got)), destination);
-        if (!written)
-            return written;
+        if (!written) return written;
     }
 }
 
@@ -87,13 +79,10 @@ IoError IoError::fromErrno(std::string_view operation, const fs::path& path, int
 
 Result<std::string, IoError> readRegularFile(const fs::path& path, std::size_t maxBytes) {
     FileDescriptor fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW));
-    if (!fd.valid())
-        return fail(IoError::fromErrno("open", path, errno));
+    if (!fd.valid()) return fail(IoError::fromErrno("open", path, errno));
     struct stat info {};
-    if (::fstat(fd.get(), &info) != 0)
-        return fail(IoError::fromErrno("stat", path, errno));
-    if (!S_ISREG(info.st_mode))
-        return fail(IoError::fromErrno("open", path, EINVAL));
+    if (::fstat(fd.get(), &info) != 0) return fail(IoError::fromErrno("stat", path, errno));
+    if (!S_ISREG(info.st_mode)) return fail(IoError::fromErrno("open", path, EINVAL));
     if (static_cast<std::size_t>(info.st_size) > maxBytes) {
         return fail(IoError::fromErrno("read", path, EFBIG));
     }
@@ -102,11 +91,9 @@ Result<std::string, IoError> readRegularFile(const fs::path& path, std::size_t m
     std::size_t filled = 0;
     while (filled < bytes.size()) {
         const ssize_t got = ::read(fd.get(), bytes.data() + filled, bytes.size() - filled);
-        if (got == 0)
-            break;
+        if (got == 0) break;
         if (got < 0) {
-            if (errno == EINTR)
-                continue;
+            if (errno == EINTR) continue;
             return fail(IoError::fromErrno("read", path, errno));
         }
         filled += static_cast<std::size_t>(got);
@@ -117,13 +104,10 @@ Result<std::string, IoError> readRegularFile(const fs::path& path, std::size_t m
 
 Result<void, IoError> writeNewFileSynced(const fs::path& path, std::string_view bytes) {
     FileDescriptor fd(::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644));
-    if (!fd.valid())
-        return fail(IoError::fromErrno("create", path, errno));
+    if (!fd.valid()) return fail(IoError::fromErrno("create", path, errno));
     auto written = writeAll(fd.get(), bytes, path);
-    if (!written)
-        return written;
-    if (::fsync(fd.get()) != 0)
-        return fail(IoError::fromErrno("fsync", path, errno));
+    if (!written) return written;
+    if (::fsync(fd.get()) != 0) return fail(IoError::fromErrno("fsync", path, errno));
     return {};
 }
 
@@ -147,17 +131,13 @@ Result<CloneMethod, IoError> cloneFile(const fs::path& source, const fs::path& d
     if (::unlink(destination.c_str()) != 0 && errno != ENOENT) {
         return fail(IoError::fromErrno("unlink", destination, errno));
     }
-    if (::link(source.c_str(), destination.c_str()) == 0)
-        return CloneMethod::hardLink;
+    if (::link(source.c_str(), destination.c_str()) == 0) return CloneMethod::hardLink;
 
     FileDescriptor from(::open(source.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW));
-    if (!from.valid())
-        return fail(IoError::fromErrno("open", source, errno));
+    if (!from.valid()) return fail(IoError::fromErrno("open", source, errno));
     FileDescriptor to(::open(destination.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644));
-    if (!to.valid())
-        return fail(IoError::fromErrno("create", destination, errno));
-    if (::ioctl(to.get(), FICLONE, from.get()) == 0)
-        return CloneMethod::reflink;
+    if (!to.valid()) return fail(IoError::fromErrno("create", destination, errno));
+    if (::ioctl(to.get(), FICLONE, from.get()) == 0) return CloneMethod::reflink;
     auto copied = copyContents(from.get(), to.get(), destination);
     if (!copied) {
         ::unlink(destination.c_str());
@@ -168,10 +148,8 @@ Result<CloneMethod, IoError> cloneFile(const fs::path& source, const fs::path& d
 
 Result<void, IoError> syncDirectory(const fs::path& path) {
     FileDescriptor fd(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (!fd.valid())
-        return fail(IoError::fromErrno("open", path, errno));
-    if (::fsync(fd.get()) != 0)
-        return fail(IoError::fromErrno("fsync", path, errno));
+    if (!fd.valid()) return fail(IoError::fromErrno("open", path, errno));
+    if (::fsync(fd.get()) != 0) return fail(IoError::fromErrno("fsync", path, errno));
     return {};
 }
 

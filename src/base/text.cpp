@@ -39,12 +39,10 @@ std::size_t decodeAt(std::string_view text, std::size_t pos, char32_t& out) {
     } else {
         return 0;
     }
-    if (pos + length > text.size())
-        return 0;
+    if (pos + length > text.size()) return 0;
     for (std::size_t i = 1; i < length; ++i) {
         const auto next = static_cast<unsigned char>(text[pos + i]);
-        if ((next & 0xC0) != 0x80)
-            return 0;
+        if ((next & 0xC0) != 0x80) return 0;
         out = (out << 6) | (next & 0x3F);
     }
     return length;
@@ -66,16 +64,14 @@ std::string trimWhitespace(std::string_view text) {
     while (begin < text.size()) {
         char32_t c = 0;
         const std::size_t length = decodeAt(text, begin, c);
-        if (length == 0 || !isWhiteSpace(c))
-            break;
+        if (length == 0 || !isWhiteSpace(c)) break;
         begin += length;
     }
     std::size_t end = text.size();
     while (end > begin) {
         const std::size_t start = previousStart(text, end);
         char32_t c = 0;
-        if (decodeAt(text, start, c) != end - start || !isWhiteSpace(c))
-            break;
+        if (decodeAt(text, start, c) != end - start || !isWhiteSpace(c)) break;
         end = start;
     }
     return std::string(text.substr(begin, end - begin));

@@ -9,12 +9,9 @@ namespace brellow {
 namespace {
 
 int hexValue(char c) {
-    if (c >= '0' && c <= '9')
-        return c - '0';
-    if (c >= 'a' && c <= 'f')
-        return c - 'a' + 10;
-    if (c >= 'A' && c <= 'F')
-        return c - 'A' + 10;
+    if (c >= '0' && c <= '9') return c - '0';
+    if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+    if (c >= 'A' && c <= 'F') return c - 'A' + 10;
     return -1;
 }
 
@@ -40,15 +37,13 @@ std::optional<Uuid> Uuid::parse(std::string_view text) {
     std::size_t byte = 0;
     for (std::size_t i = 0; i < text.size();) {
         if (isHyphenPosition(i)) {
-            if (text[i] != '-')
-                return std::nullopt;
+            if (text[i] != '-') return std::nullopt;
             ++i;
             continue;
         }
         const int high = hexValue(text[i]);
         const int low = hexValue(text[i + 1]);
-        if (high < 0 || low < 0 || isHyphenPosition(i + 1))
-            return std::nullopt;
+        if (high < 0 || low < 0 || isHyphenPosition(i + 1)) return std::nullopt;
         id.bytes_[byte++] = static_cast<std::uint8_t>(high * 16 + low);
         i += 2;
     }
@@ -60,8 +55,7 @@ std::string Uuid::toString() const {
     std::string text;
     text.reserve(36);
     for (std::size_t i = 0; i < bytes_.size(); ++i) {
-        if (i == 4 || i == 6 || i == 8 || i == 10)
-            text.push_back('-');
+        if (i == 4 || i == 6 || i == 8 || i == 10) text.push_back('-');
         text.push_back(kDigits[bytes_[i] >> 4]);
         text.push_back(kDigits[bytes_[i] & 0x0F]);
     }

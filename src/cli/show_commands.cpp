@@ -36,8 +36,7 @@ int complain(int code, const std::string& message) {
 }
 
 int runNew(const Arguments& args) {
-    if (args.empty())
-        return complain(kExitUsage, "new: DEST missing");
+    if (args.empty()) return complain(kExitUsage, "new: DEST missing");
     fs::path destination = args[0];
     std::string name = "Untitled Show";
     for (std::size_t i = 1; i < args.size(); ++i) {
@@ -53,66 +52,52 @@ int runNew(const Arguments& args) {
 
     ShowDocument document;
     document.mutableShow().name = name;
-    if (auto saved = document.save(destination); !saved)
-        return reportDocumentError(saved.error());
+    if (auto saved = document.save(destination); !saved) return reportDocumentError(saved.error());
     std::cout << destination.string() << '\n';
     return kExitOk;
 }
 
 int runShow(const Arguments& args) {
-    if (args.size() != 1)
-        return complain(kExitUsage, "show: expected PKG");
+    if (args.size() != 1) return complain(kExitUsage, "show: expected PKG");
     ShowDocument document;
-    if (auto read = document.read(args[0]); !read)
-        return reportDocumentError(read.error());
+    if (auto read = document.read(args[0]); !read) return reportDocumentError(read.error());
     auto encoded = encodeShow(document.show(), JsonStyle::file);
-    if (!encoded)
-        return complain(kExitFailed, encoded.error().message);
+    if (!encoded) return complain(kExitFailed, encoded.error().message);
     std::cout << *encoded;
     return kExitOk;
 }
 
 int runResave(const Arguments& args) {
-    if (args.size() != 2)
-        return complain(kExitUsage, "resave: expected PKG DEST");
+    if (args.size() != 2) return complain(kExitUsage, "resave: expected PKG DEST");
     const fs::path source = args[0];
     const fs::path destination = args[1];
     if (pathExists(destination) && !samePath(source, destination)) {
         return complain(kExitFailed, destination.string() + " already exists");
     }
     ShowDocument document;
-    if (auto read = document.read(source); !read)
-        return reportDocumentError(read.error());
-    if (auto saved = document.save(destination); !saved)
-        return reportDocumentError(saved.error());
+    if (auto read = document.read(source); !read) return reportDocumentError(read.error());
+    if (auto saved = document.save(destination); !saved) return reportDocumentError(saved.error());
     return kExitOk;
 }
 
 int runEdit(const Arguments& args) {
-    if (args.size() != 3)
-        return complain(kExitUsage, "edit: expected PKG COMMAND JSON");
+    if (args.size() != 3) return complain(kExitUsage, "edit: expected PKG COMMAND JSON");
     const fs::path package = args[0];
     const std::string& name = args[1];
-    if (!isEditCommandName(name))
-        return complain(kExitUsage, "edit: " + name + " is not an edit");
+    if (!isEditCommandName(name)) return complain(kExitUsage, "edit: " + name + " is not an edit");
     const auto body = nlohmann::json::parse(args[2], nullptr, false);
-    if (body.is_discarded())
-        return complain(kExitUsage, "edit: arguments are not valid JSON");
+    if (body.is_discarded()) return complain(kExitUsage, "edit: arguments are not valid JSON");
     const auto command = parseEditCommand(name, body);
-    if (!command)
-        return complain(kExitUsage, "edit: arguments not accepted for " + name);
+    if (!command) return complain(kExitUsage, "edit: arguments not accepted for " + name);
 
     ShowDocument document;
-    if (auto read = document.read(package); !read)
-        return reportDocumentError(read.error());
+    if (auto read = document.read(package); !read) return reportDocumentError(read.error());
     const EditOutcome outcome = applyEditCommand(document, *command);
     if (!outcome.changed) {
         return complain(kExitFailed, "edit: nothing changed (unknown identifier or blank name)");
     }
-    if (auto saved = document.save(package); !saved)
-        return reportDocumentError(saved.error());
-    if (outcome.createdPageID)
-        std::cout << outcome.createdPageID->toString() << '\n';
+    if (auto saved = document.save(package); !saved) return reportDocumentError(saved.error());
+    if (outcome.createdPageID) std::cout << outcome.createdPageID->toString() << '\n';
     return kExitOk;
 }
 

@@ -18,29 +18,25 @@ constexpr std::array<std::string_view, 13> kEditNames = {
 
 std::optional<Uuid> idArg(const json& body, const char* key) {
     const auto it = body.find(key);
-    if (it == body.end() || !it->is_string())
-        return std::nullopt;
+    if (it == body.end() || !it->is_string()) return std::nullopt;
     return Uuid::parse(it->get_ref<const std::string&>());
 }
 
 std::optional<double> numberArg(const json& body, const char* key) {
     const auto it = body.find(key);
-    if (it == body.end() || !it->is_number())
-        return std::nullopt;
+    if (it == body.end() || !it->is_number()) return std::nullopt;
     return it->get<double>();
 }
 
 std::optional<bool> boolArg(const json& body, const char* key) {
     const auto it = body.find(key);
-    if (it == body.end() || !it->is_boolean())
-        return std::nullopt;
+    if (it == body.end() || !it->is_boolean()) return std::nullopt;
     return it->get<bool>();
 }
 
 std::optional<std::string> stringArg(const json& body, const char* key) {
     const auto it = body.find(key);
-    if (it == body.end() || !it->is_string())
-        return std::nullopt;
+    if (it == body.end() || !it->is_string()) return std::nullopt;
     return it->get<std::string>();
 }
 
@@ -48,14 +44,11 @@ std::optional<std::string> stringArg(const json& body, const char* key) {
 // any other element counts as missing.
 std::optional<std::vector<Uuid>> idListArg(const json& body, const char* key) {
     const auto it = body.find(key);
-    if (it == body.end() || !it->is_array())
-        return std::nullopt;
+    if (it == body.end() || !it->is_array()) return std::nullopt;
     std::vector<Uuid> ids;
     for (const json& element : *it) {
-        if (!element.is_string())
-            return std::nullopt;
-        if (auto id = Uuid::parse(element.get_ref<const std::string&>()))
-            ids.push_back(*id);
+        if (!element.is_string()) return std::nullopt;
+        if (auto id = Uuid::parse(element.get_ref<const std::string&>())) ids.push_back(*id);
     }
     return ids;
 }
@@ -63,53 +56,45 @@ std::optional<std::vector<Uuid>> idListArg(const json& body, const char* key) {
 std::optional<EditCommand> parseObject(std::string_view name, const json& body) {
     if (name == "setTrim") {
         const auto id = idArg(body, "stingID");
-        if (!id)
-            return std::nullopt;
+        if (!id) return std::nullopt;
         return edit::SetTrim{*id, numberArg(body, "inSec"), numberArg(body, "outSec")};
     }
     if (name == "setLoop") {
         const auto id = idArg(body, "stingID");
         const auto enabled = boolArg(body, "enabled");
-        if (!id || !enabled)
-            return std::nullopt;
+        if (!id || !enabled) return std::nullopt;
         return edit::SetLoop{*id, *enabled};
     }
     if (name == "setFade") {
         const auto id = idArg(body, "stingID");
-        if (!id)
-            return std::nullopt;
+        if (!id) return std::nullopt;
         return edit::SetFade{*id, numberArg(body, "fadeInSec"), numberArg(body, "fadeOutSec")};
     }
     if (name == "setHotkey") {
         const auto id = idArg(body, "stingID");
-        if (!id)
-            return std::nullopt;
+        if (!id) return std::nullopt;
         return edit::SetHotkey{*id, stringArg(body, "key")};
     }
     if (name == "removeSting") {
         const auto id = idArg(body, "stingID");
-        if (!id)
-            return std::nullopt;
+        if (!id) return std::nullopt;
         return edit::RemoveSting{*id};
     }
     if (name == "reorder") {
         auto ids = idListArg(body, "stingIDs");
         const auto page = idArg(body, "pageID");
-        if (!ids || !page)
-            return std::nullopt;
+        if (!ids || !page) return std::nullopt;
         return edit::Reorder{*page, std::move(*ids)};
     }
     if (name == "rename") {
         const auto id = idArg(body, "stingID");
         auto text = stringArg(body, "name");
-        if (!id || !text)
-            return std::nullopt;
+        if (!id || !text) return std::nullopt;
         return edit::Rename{*id, std::move(*text)};
     }
     if (name == "setSoloMode") {
         const auto enabled = boolArg(body, "enabled");
-        if (!enabled)
-            return std::nullopt;
+        if (!enabled) return std::nullopt;
         return edit::SetSoloMode{*enabled};
     }
     if (name == "createPage") {
@@ -118,26 +103,22 @@ std::optional<EditCommand> parseObject(std::string_view name, const json& body) 
     if (name == "renamePage") {
         const auto id = idArg(body, "pageID");
         auto text = stringArg(body, "name");
-        if (!id || !text)
-            return std::nullopt;
+        if (!id || !text) return std::nullopt;
         return edit::RenamePage{*id, std::move(*text)};
     }
     if (name == "deletePage") {
         const auto id = idArg(body, "pageID");
-        if (!id)
-            return std::nullopt;
+        if (!id) return std::nullopt;
         return edit::DeletePage{*id};
     }
     if (name == "setActivePage") {
         const auto id = idArg(body, "pageID");
-        if (!id)
-            return std::nullopt;
+        if (!id) return std::nullopt;
         return edit::SetActivePage{*id};
     }
     if (name == "reorderPages") {
         auto ids = idListArg(body, "pageIDs");
-        if (!ids)
-            return std::nullopt;
+        if (!ids) return std::nullopt;
         return edit::ReorderPages{std::move(*ids)};
     }
     return std::nullopt;
@@ -158,8 +139,7 @@ bool isEditCommandName(std::string_view name) {
 }
 
 std::optional<EditCommand> parseEditCommand(std::string_view name, const json& body) {
-    if (!body.is_object())
-        return std::nullopt;
+    if (!body.is_object()) return std::nullopt;
     return parseObject(name, body);
 }
 

@@ -19,13 +19,11 @@ bool isRealDirectory(const fs::path& path) {
 // Brings each safely named regular file of `from` into `to`. Other entries are skipped.
 Result<void, DocumentError> fillFolder(const fs::path& from, const fs::path& to,
                                        std::string_view extension) {
-    if (!isRealDirectory(from))
-        return {};
+    if (!isRealDirectory(from)) return {};
     std::error_code error;
     for (fs::directory_iterator it(from, error), end; !error && it != end; it.increment(error)) {
         const std::string name = it->path().filename().string();
-        if (!isSafeFilename(name, extension) || !isRegularFileNoFollow(it->path()))
-            continue;
+        if (!isSafeFilename(name, extension) || !isRegularFileNoFollow(it->path())) continue;
         auto cloned = cloneFile(it->path(), to / name);
         if (!cloned) {
             return fail(DocumentError::io(cloned.error().errorNumber, cloned.error().message));
@@ -39,15 +37,12 @@ Result<void, DocumentError> fillFolder(const fs::path& from, const fs::path& to,
 Result<Show, DocumentError> readPackage(const fs::path& package, const WorkingDirectory& working,
                                         const Logger& log) {
     std::error_code error;
-    if (!fs::is_directory(package, error))
-        return fail(DocumentError::packageUnreadable());
+    if (!fs::is_directory(package, error)) return fail(DocumentError::packageUnreadable());
     auto bytes = readRegularFile(package / "show.json", kMaxShowJsonBytes);
-    if (!bytes)
-        return fail(DocumentError::packageUnreadable());
+    if (!bytes) return fail(DocumentError::packageUnreadable());
 
     auto decoded = decodeShow(*bytes);
-    if (!decoded)
-        return fail(DocumentError::decoding(decoded.error().message));
+    if (!decoded) return fail(DocumentError::decoding(decoded.error().message));
     Show show = std::move(decoded).value();
 
     sanitizeShow(show, log);

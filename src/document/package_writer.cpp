@@ -38,8 +38,7 @@ void removeLeftoversOfEarlierSaves(const fs::path& destination) {
         const std::string entry = it->path().filename().string();
         for (const auto marker : {kStagingMarker, kRetiredMarker}) {
             const std::string prefix = "." + name + std::string(marker);
-            if (entry.size() != prefix.size() + 36 || !entry.starts_with(prefix))
-                continue;
+            if (entry.size() != prefix.size() + 36 || !entry.starts_with(prefix)) continue;
             std::error_code missing;
             if (marker == kRetiredMarker && !fs::exists(fs::symlink_status(destination, missing))) {
                 (void)std::rename(it->path().c_str(), destination.c_str());
@@ -57,12 +56,10 @@ Result<void, DocumentError> linkFolder(const fs::path& from, const fs::path& to)
     }
     std::error_code error;
     for (fs::directory_iterator it(from, error), end; !error && it != end; it.increment(error)) {
-        if (!isRegularFileNoFollow(it->path()))
-            continue;
+        if (!isRegularFileNoFollow(it->path())) continue;
         (void)cloneFile(it->path(), to / it->path().filename());
     }
-    if (auto synced = syncDirectory(to); !synced)
-        return fail(toDocumentError(synced.error()));
+    if (auto synced = syncDirectory(to); !synced) return fail(toDocumentError(synced.error()));
     return {};
 }
 
@@ -90,8 +87,7 @@ Result<fs::path, DocumentError> swapIntoPlace(const fs::path& staging, const fs:
     if (std::rename(destination.c_str(), retired.c_str()) != 0) {
         return fail(toDocumentError(IoError::fromErrno("rename", destination, errno)));
     }
-    if (checkpoint)
-        checkpoint("old package moved aside");
+    if (checkpoint) checkpoint("old package moved aside");
     if (std::rename(staging.c_str(), destination.c_str()) != 0) {
         const int renameError = errno;
         (void)std::rename(retired.c_str(), destination.c_str());
@@ -107,8 +103,7 @@ void recoverInterruptedSave(const fs::path& package) {
 }
 
 std::string preferredPackageName(std::string_view displayName) {
-    if (endsWith(displayName, kPackageExtension))
-        return std::string(displayName);
+    if (endsWith(displayName, kPackageExtension)) return std::string(displayName);
     return std::string(displayName) + std::string(kPackageExtension);
 }
 
@@ -116,12 +111,10 @@ Result<void, DocumentError> writePackage(const Show& show, const WorkingDirector
                                          const fs::path& destination,
                                          const SaveCheckpoint& checkpoint) {
     auto step = [&](std::string_view name) {
-        if (checkpoint)
-            checkpoint(name);
+        if (checkpoint) checkpoint(name);
     };
     auto encoded = encodeShow(show, JsonStyle::file);
-    if (!encoded)
-        return fail(DocumentError::encoding(encoded.error().message));
+    if (!encoded) return fail(DocumentError::encoding(encoded.error().message));
 
     const fs::path target = fs::absolute(destination).lexically_normal();
     const fs::path parent = target.parent_path();
@@ -138,8 +131,7 @@ Result<void, DocumentError> writePackage(const Show& show, const WorkingDirector
             return fail(toDocumentError(written.error()));
         }
         step("show.json written");
-        if (auto media = linkFolder(working.media(), staging / "Media"); !media)
-            return media;
+        if (auto media = linkFolder(working.media(), staging / "Media"); !media) return media;
         step("media linked");
         if (auto peaks = linkFolder(working.waveforms(), staging / "Waveforms"); !peaks) {
             return peaks;
@@ -162,8 +154,7 @@ Result<void, DocumentError> writePackage(const Show& show, const WorkingDirector
     }
     step("package swapped in");
     (void)syncDirectory(parent);
-    if (!replaced->empty())
-        removeTreeQuietly(*replaced);
+    if (!replaced->empty()) removeTreeQuietly(*replaced);
     step("old package removed");
     return {};
 }

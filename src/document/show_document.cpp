@@ -19,8 +19,7 @@ std::filesystem::path ShowDocument::mediaPath(const Sting& sting) const {
 Result<void, DocumentError> ShowDocument::read(const std::filesystem::path& package) {
     recoverInterruptedSave(package);
     auto show = readPackage(package, working_, log_);
-    if (!show)
-        return fail(show.error());
+    if (!show) return fail(show.error());
     show_ = std::move(show).value();
     savedChangeCount_ = changeCount_;
 
@@ -38,8 +37,7 @@ Result<void, DocumentError> ShowDocument::save(const std::filesystem::path& dest
                                                const SaveCheckpoint& checkpoint) {
     const std::uint64_t savingChangeCount = changeCount_;
     auto written = writePackage(show_, working_, destination, checkpoint);
-    if (!written)
-        return written;
+    if (!written) return written;
     savedChangeCount_ = savingChangeCount;
     return {};
 }

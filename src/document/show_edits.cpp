@@ -25,8 +25,7 @@ std::vector<Item> mergeOrder(std::vector<Item> items, const std::vector<Uuid>& o
         }
     }
     for (std::size_t i = 0; i < items.size(); ++i) {
-        if (!taken[i])
-            result.push_back(std::move(items[i]));
+        if (!taken[i]) result.push_back(std::move(items[i]));
     }
     return result;
 }
@@ -44,8 +43,7 @@ void ShowDocument::deleteWorkingFiles(const Sting& sting) const {
 bool ShowDocument::setTrim(const Uuid& stingID, std::optional<double> inSec,
                            std::optional<double> outSec) {
     const auto at = locateSting(show_, stingID);
-    if (!at)
-        return false;
+    if (!at) return false;
     Sting& sting = show_.pages[at->pageIndex].stings[at->stingIndex];
     sting.trimInSec = inSec;
     sting.trimOutSec = outSec;
@@ -55,8 +53,7 @@ bool ShowDocument::setTrim(const Uuid& stingID, std::optional<double> inSec,
 
 bool ShowDocument::setLoop(const Uuid& stingID, bool enabled) {
     const auto at = locateSting(show_, stingID);
-    if (!at)
-        return false;
+    if (!at) return false;
     show_.pages[at->pageIndex].stings[at->stingIndex].loop = enabled;
     markChanged();
     return true;
@@ -65,27 +62,21 @@ bool ShowDocument::setLoop(const Uuid& stingID, bool enabled) {
 bool ShowDocument::setFade(const Uuid& stingID, std::optional<double> fadeInSec,
                            std::optional<double> fadeOutSec) {
     const auto at = locateSting(show_, stingID);
-    if (!at)
-        return false;
+    if (!at) return false;
     Sting& sting = show_.pages[at->pageIndex].stings[at->stingIndex];
     // NaN never reaches here from JSON; clamp keeps any finite value in range.
-    if (fadeInSec)
-        sting.fadeInSec = std::clamp(*fadeInSec, 0.0, kMaxFadeSec);
-    if (fadeOutSec)
-        sting.fadeOutSec = std::clamp(*fadeOutSec, 0.0, kMaxFadeSec);
+    if (fadeInSec) sting.fadeInSec = std::clamp(*fadeInSec, 0.0, kMaxFadeSec);
+    if (fadeOutSec) sting.fadeOutSec = std::clamp(*fadeOutSec, 0.0, kMaxFadeSec);
     markChanged();
     return true;
 }
 
 std::optional<HotkeyChange> ShowDocument::setHotkey(const Uuid& stingID,
                                                     std::optional<std::string> key) {
-    if (key && key->empty())
-        key.reset();
-    if (key)
-        key = toLowerUnicode(*key);
+    if (key && key->empty()) key.reset();
+    if (key) key = toLowerUnicode(*key);
     const auto at = locateSting(show_, stingID);
-    if (!at)
-        return std::nullopt;
+    if (!at) return std::nullopt;
     HotkeyChange change;
     auto& stings = show_.pages[at->pageIndex].stings;
     if (key) {
@@ -103,8 +94,7 @@ std::optional<HotkeyChange> ShowDocument::setHotkey(const Uuid& stingID,
 
 std::optional<Sting> ShowDocument::removeSting(const Uuid& stingID) {
     const auto at = locateSting(show_, stingID);
-    if (!at)
-        return std::nullopt;
+    if (!at) return std::nullopt;
     auto& stings = show_.pages[at->pageIndex].stings;
     Sting removed = std::move(stings[at->stingIndex]);
     stings.erase(stings.begin() + static_cast<std::ptrdiff_t>(at->stingIndex));
@@ -115,8 +105,7 @@ std::optional<Sting> ShowDocument::removeSting(const Uuid& stingID) {
 
 bool ShowDocument::reorder(const Uuid& pageID, const std::vector<Uuid>& stingIDs) {
     const auto page = locatePage(show_, pageID);
-    if (!page)
-        return false;
+    if (!page) return false;
     auto& stings = show_.pages[*page].stings;
     stings = mergeOrder(std::move(stings), stingIDs);
     markChanged();
@@ -126,8 +115,7 @@ bool ShowDocument::reorder(const Uuid& pageID, const std::vector<Uuid>& stingIDs
 bool ShowDocument::rename(const Uuid& stingID, const std::string& name) {
     const std::string trimmed = trimWhitespace(name);
     const auto at = locateSting(show_, stingID);
-    if (!at || trimmed.empty())
-        return false;
+    if (!at || trimmed.empty()) return false;
     show_.pages[at->pageIndex].stings[at->stingIndex].name = trimmed;
     markChanged();
     return true;
@@ -155,8 +143,7 @@ Uuid ShowDocument::createPage(const std::string& name) {
 bool ShowDocument::renamePage(const Uuid& pageID, const std::string& name) {
     const std::string trimmed = trimWhitespace(name);
     const auto page = locatePage(show_, pageID);
-    if (!page || trimmed.empty())
-        return false;
+    if (!page || trimmed.empty()) return false;
     show_.pages[*page].name = trimmed;
     markChanged();
     return true;
@@ -164,22 +151,19 @@ bool ShowDocument::renamePage(const Uuid& pageID, const std::string& name) {
 
 std::optional<std::vector<Sting>> ShowDocument::deletePage(const Uuid& pageID) {
     const auto index = locatePage(show_, pageID);
-    if (!index || show_.pages.size() < 2)
-        return std::nullopt;
+    if (!index || show_.pages.size() < 2) return std::nullopt;
     const bool wasActive = show_.activePageID == pageID;
     std::vector<Sting> removed = std::move(show_.pages[*index].stings);
     show_.pages.erase(show_.pages.begin() + static_cast<std::ptrdiff_t>(*index));
     for (const Sting& sting : removed)
         deleteWorkingFiles(sting);
-    if (wasActive)
-        show_.activePageID = show_.pages[std::min(*index, show_.pages.size() - 1)].id;
+    if (wasActive) show_.activePageID = show_.pages[std::min(*index, show_.pages.size() - 1)].id;
     markChanged();
     return removed;
 }
 
 bool ShowDocument::setActivePage(const Uuid& pageID) {
-    if (!locatePage(show_, pageID))
-        return false;
+    if (!locatePage(show_, pageID)) return false;
     show_.activePageID = pageID;
     markChanged();
     return true;

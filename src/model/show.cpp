@@ -20,16 +20,14 @@ constexpr std::array<std::pair<Sting::ColorLabel, const char*>, 6> kColorLabels 
 
 const char* colorLabelRawValue(Sting::ColorLabel label) {
     for (const auto& [value, raw] : kColorLabels) {
-        if (value == label)
-            return raw;
+        if (value == label) return raw;
     }
     return "none";
 }
 
 std::optional<Sting::ColorLabel> colorLabelFromRawValue(std::string_view raw) {
     for (const auto& [value, text] : kColorLabels) {
-        if (raw == text)
-            return value;
+        if (raw == text) return value;
     }
     return std::nullopt;
 }
@@ -68,8 +66,7 @@ std::optional<StingLocation> locateSting(const Show& show, const Uuid& stingID) 
     for (std::size_t p = 0; p < show.pages.size(); ++p) {
         const auto& stings = show.pages[p].stings;
         for (std::size_t s = 0; s < stings.size(); ++s) {
-            if (stings[s].id == stingID)
-                return StingLocation{p, s};
+            if (stings[s].id == stingID) return StingLocation{p, s};
         }
     }
     return std::nullopt;
@@ -77,22 +74,19 @@ std::optional<StingLocation> locateSting(const Show& show, const Uuid& stingID) 
 
 std::optional<std::size_t> locatePage(const Show& show, const Uuid& pageID) {
     for (std::size_t p = 0; p < show.pages.size(); ++p) {
-        if (show.pages[p].id == pageID)
-            return p;
+        if (show.pages[p].id == pageID) return p;
     }
     return std::nullopt;
 }
 
 std::optional<std::string> nextFreeHotkey(const Show& show, std::size_t pageIndex) {
-    if (pageIndex >= show.pages.size())
-        return std::nullopt;
+    if (pageIndex >= show.pages.size()) return std::nullopt;
     const auto& stings = show.pages[pageIndex].stings;
     for (char digit = '1'; digit <= '9'; ++digit) {
         const std::string key(1, digit);
         const bool used = std::any_of(stings.begin(), stings.end(),
                                       [&](const Sting& s) { return s.hotkey == key; });
-        if (!used)
-            return key;
+        if (!used) return key;
     }
     return std::nullopt;
 }

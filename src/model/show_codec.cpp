@@ -21,23 +21,20 @@ struct DecodeFailure {
 class ObjectReader {
   public:
     ObjectReader(const json& value, std::string where) : where_(std::move(where)) {
-        if (!value.is_object())
-            failAt(where_, "expected an object");
+        if (!value.is_object()) failAt(where_, "expected an object");
         object_ = &value;
     }
 
     // The value under `key`, or null when the key is missing or null.
     const json* find(const char* key) const {
         const auto it = object_->find(key);
-        if (it == object_->end() || it->is_null())
-            return nullptr;
+        if (it == object_->end() || it->is_null()) return nullptr;
         return &*it;
     }
 
     const json& require(const char* key) const {
         const json* value = find(key);
-        if (value == nullptr)
-            failAt(path(key), "key missing");
+        if (value == nullptr) failAt(path(key), "key missing");
         return *value;
     }
 
@@ -57,17 +54,14 @@ class ObjectReader {
 
     bool boolean(const char* key, bool fallback) const {
         const json* value = find(key);
-        if (value == nullptr)
-            return fallback;
-        if (!value->is_boolean())
-            failAt(path(key), "expected a boolean");
+        if (value == nullptr) return fallback;
+        if (!value->is_boolean()) failAt(path(key), "expected a boolean");
         return value->get<bool>();
     }
 
     std::int64_t integer(const char* key, std::int64_t fallback) const {
         const json* value = find(key);
-        if (value == nullptr)
-            return fallback;
+        if (value == nullptr) return fallback;
         if (value->is_number_integer()) {
             if (value->is_number_unsigned() &&
                 value->get<std::uint64_t>() > static_cast<std::uint64_t>(INT64_MAX)) {
@@ -87,8 +81,7 @@ class ObjectReader {
     Uuid uuid(const char* key) const {
         const std::string text = string(key);
         const auto id = Uuid::parse(text);
-        if (!id)
-            failAt(path(key), "malformed UUID");
+        if (!id) failAt(path(key), "malformed UUID");
         return *id;
     }
 
@@ -96,14 +89,12 @@ class ObjectReader {
 
   private:
     std::string asString(const json& value, const char* key) const {
-        if (!value.is_string())
-            failAt(path(key), "expected a string");
+        if (!value.is_string()) failAt(path(key), "expected a string");
         return value.get<std::string>();
     }
 
     double asNumber(const json& value, const char* key) const {
-        if (!value.is_number())
-            failAt(path(key), "expected a number");
+        if (!value.is_number()) failAt(path(key), "expected a number");
         return value.get<double>();
     }
 
@@ -127,8 +118,7 @@ Sting decodeSting(const json& value, const std::string& where) {
     sting.loop = in.boolean("loop", false);
     if (const auto raw = in.optionalString("colorLabel")) {
         const auto label = colorLabelFromRawValue(*raw);
-        if (!label)
-            failAt(in.path("colorLabel"), "unknown colour label \"" + *raw + "\"");
+        if (!label) failAt(in.path("colorLabel"), "unknown colour label \"" + *raw + "\"");
         sting.colorLabel = *label;
     }
     sting.hotkey = in.optionalString("hotkey");
@@ -136,8 +126,7 @@ Sting decodeSting(const json& value, const std::string& where) {
 }
 
 std::vector<Sting> decodeStingList(const json& value, const std::string& where) {
-    if (!value.is_array())
-        failAt(where, "expected a list");
+    if (!value.is_array()) failAt(where, "expected a list");
     std::vector<Sting> stings;
     stings.reserve(value.size());
     for (std::size_t i = 0; i < value.size(); ++i) {
@@ -162,16 +151,14 @@ Show decodeShowObject(const json& root) {
     show.name = in.string("name");
 
     const json* pages = in.find("pages");
-    if (pages != nullptr && !pages->is_array())
-        failAt("pages", "expected a list");
+    if (pages != nullptr && !pages->is_array()) failAt("pages", "expected a list");
     if (pages != nullptr && !pages->empty()) {
         for (std::size_t i = 0; i < pages->size(); ++i) {
             show.pages.push_back(decodePage((*pages)[i], "pages[" + std::to_string(i) + "]"));
         }
         const json* active = in.find("activePageID");
         show.activePageID = active != nullptr ? in.uuid("activePageID") : show.pages[0].id;
-        if (!locatePage(show, show.activePageID))
-            show.activePageID = show.pages[0].id;
+        if (!locatePage(show, show.activePageID)) show.activePageID = show.pages[0].id;
     } else {
         // Single-page layout: the stings sit directly on the show.
         Page page;
@@ -209,8 +196,7 @@ bool nestingExceeds(std::string_view bytes, int limit) {
         if (c == '"') {
             inString = true;
         } else if (c == '[' || c == '{') {
-            if (++depth > limit)
-                return true;
+            if (++depth > limit) return true;
         } else if (c == ']' || c == '}') {
             --depth;
         }
@@ -234,20 +220,16 @@ json encodeSting(const Sting& sting) {
     out["id"] = sting.id.toString();
     out["name"] = sting.name;
     out["mediaFilename"] = sting.mediaFilename;
-    if (sting.waveformFilename)
-        out["waveformFilename"] = *sting.waveformFilename;
+    if (sting.waveformFilename) out["waveformFilename"] = *sting.waveformFilename;
     out["durationSec"] = encodeNumber(sting.durationSec, "durationSec");
     out["volumeDB"] = encodeNumber(sting.volumeDB, "volumeDB");
-    if (sting.trimInSec)
-        out["trimInSec"] = encodeNumber(*sting.trimInSec, "trimInSec");
-    if (sting.trimOutSec)
-        out["trimOutSec"] = encodeNumber(*sting.trimOutSec, "trimOutSec");
+    if (sting.trimInSec) out["trimInSec"] = encodeNumber(*sting.trimInSec, "trimInSec");
+    if (sting.trimOutSec) out["trimOutSec"] = encodeNumber(*sting.trimOutSec, "trimOutSec");
     out["fadeInSec"] = encodeNumber(sting.fadeInSec, "fadeInSec");
     out["fadeOutSec"] = encodeNumber(sting.fadeOutSec, "fadeOutSec");
     out["loop"] = sting.loop;
     out["colorLabel"] = colorLabelRawValue(sting.colorLabel);
-    if (sting.hotkey)
-        out["hotkey"] = *sting.hotkey;
+    if (sting.hotkey) out["hotkey"] = *sting.hotkey;
     return out;
 }
 
@@ -265,8 +247,7 @@ json encodeShowObject(const Show& show) {
     out["pages"] = std::move(pages);
     out["activePageID"] = show.activePageID.toString();
     out["masterVolumeDB"] = encodeNumber(show.masterVolumeDB, "masterVolumeDB");
-    if (show.outputDeviceUID)
-        out["outputDeviceUID"] = *show.outputDeviceUID;
+    if (show.outputDeviceUID) out["outputDeviceUID"] = *show.outputDeviceUID;
     out["soloMode"] = show.soloMode;
     return out;
 }
@@ -276,8 +257,7 @@ std::string escapeSlashes(const std::string& text) {
     out.reserve(text.size() + 16);
     for (const char c : text) {
         // In serialised JSON a slash can only stand inside a string.
-        if (c == '/')
-            out.push_back('\\');
+        if (c == '/') out.push_back('\\');
         out.push_back(c);
     }
     return out;
@@ -325,11 +305,9 @@ Result<json, CodecError> showToJson(const Show& show) {
 
 Result<std::string, CodecError> encodeShow(const Show& show, JsonStyle style) {
     auto object = showToJson(show);
-    if (!object)
-        return fail(object.error());
+    if (!object) return fail(object.error());
     constexpr auto kInvalidUtf8 = json::error_handler_t::replace;
-    if (style == JsonStyle::compact)
-        return object->dump(-1, ' ', false, kInvalidUtf8);
+    if (style == JsonStyle::compact) return object->dump(-1, ' ', false, kInvalidUtf8);
     return escapeSlashes(object->dump(2, ' ', false, kInvalidUtf8)) + "\n";
 }
 

@@ -34,8 +34,7 @@ void editForSave(ShowDocument& document, const std::string& newName) {
                                           std::string* name) {
     ShowDocument document(scratch);
     const auto read = document.read(package);
-    if (!read)
-        return ::testing::AssertionFailure() << "unreadable: " << read.error().message;
+    if (!read) return ::testing::AssertionFailure() << "unreadable: " << read.error().message;
     for (const Sting& sting : allStings(document.show())) {
         const fs::path media = document.workingDirectory().media() / sting.mediaFilename;
         if (test::readFile(media) != test::mediaBytesFor(sting)) {
@@ -76,13 +75,11 @@ TEST_F(SaveCrash, StoppingAtEveryStepLeavesTheOldOrTheNewPackage) {
         ASSERT_GE(child, 0);
         if (child == 0) {
             ShowDocument document(scratch);
-            if (!document.read(package))
-                _exit(3);
+            if (!document.read(package)) _exit(3);
             editForSave(document, newName);
             int step = 0;
             const auto saved = document.save(package, [&](std::string_view) {
-                if (step++ == stopAt)
-                    _exit(0);  // dies as a crash would: nothing cleaned up
+                if (step++ == stopAt) _exit(0);  // dies as a crash would: nothing cleaned up
             });
             _exit(saved ? 1 : 2);
         }
@@ -110,11 +107,9 @@ TEST_F(SaveCrash, KillingARepeatedlySavingProcessNeverCostsTheShow) {
         if (child == 0) {
             for (int n = 0;; ++n) {
                 ShowDocument document(scratch);
-                if (!document.read(package))
-                    _exit(3);
+                if (!document.read(package)) _exit(3);
                 editForSave(document, "Saved " + std::to_string(n));
-                if (!document.save(package))
-                    _exit(2);
+                if (!document.save(package)) _exit(2);
             }
         }
         std::this_thread::sleep_for(std::chrono::microseconds(delayMicroseconds(random)));
