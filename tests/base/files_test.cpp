@@ -11,16 +11,6 @@ namespace brellow {
 
 namespace fs = std::filesystem;
 
-namespace {
-
-ino_t inodeOf(const fs::path& path) {
-    struct stat info {};
-    ::stat(path.c_str(), &info);
-    return info.st_ino;
-}
-
-}  // namespace
-
 TEST(Files, ReplaceAtomicallyLeavesOnlyTheNewContents) {
     test::TempDir dir;
     const fs::path file = dir / "state.json";
@@ -47,7 +37,7 @@ TEST(Files, CloneHardLinksOnOneFileSystemAndReplacesTheTarget) {
     const auto method = cloneFile(dir / "a.caf", dir / "b.caf");
     ASSERT_TRUE(method);
     EXPECT_EQ(*method, CloneMethod::hardLink);
-    EXPECT_EQ(inodeOf(dir / "a.caf"), inodeOf(dir / "b.caf"));
+    EXPECT_EQ(test::inodeOf(dir / "a.caf"), test::inodeOf(dir / "b.caf"));
     EXPECT_EQ(test::readFile(dir / "b.caf"), "audio");
 }
 

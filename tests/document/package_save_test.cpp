@@ -12,12 +12,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-ino_t inodeOf(const fs::path& path) {
-    struct stat info {};
-    ::stat(path.c_str(), &info);
-    return info.st_ino;
-}
-
 std::vector<std::string> namesIn(const fs::path& folder) {
     std::vector<std::string> names;
     for (const auto& entry : fs::directory_iterator(folder))
@@ -49,8 +43,8 @@ TEST_F(PackageSave, ResavingWritesTheSameShowAndLinksMediaInsteadOfCopying) {
 
     EXPECT_EQ(test::readFile(copy / "show.json"), encodeShow(show, JsonStyle::file).value());
     const Sting& a = show.pages[0].stings[0];
-    EXPECT_EQ(inodeOf(copy / "Media" / a.mediaFilename),
-              inodeOf(package / "Media" / a.mediaFilename));
+    EXPECT_EQ(test::inodeOf(copy / "Media" / a.mediaFilename),
+              test::inodeOf(package / "Media" / a.mediaFilename));
     EXPECT_EQ(namesIn(copy / "Waveforms").size(), 2u);
     EXPECT_EQ(namesIn(dir.path()),
               (std::vector<std::string>{"Copy.stingshow", "Show.stingshow", "scratch"}));

@@ -1,5 +1,7 @@
 #include "support/test_support.h"
 
+#include <sys/stat.h>
+
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
@@ -88,6 +90,16 @@ std::string toLower(std::string text) {
         if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
     }
     return text;
+}
+
+}  // namespace brellow::test
+
+namespace brellow::test {
+
+unsigned long inodeOf(const std::filesystem::path& path) {
+    struct stat info {};
+    ::stat(path.c_str(), &info);
+    return info.st_ino;
 }
 
 }  // namespace brellow::test

@@ -50,4 +50,7 @@ void writePackage(const std::filesystem::path& package, const Show& show);
 std::string mediaBytesFor(const Sting& sting);
 std::string toLower(std::string text);
 
+/// The inode number of a file, to tell a hard link from a copy.
+unsigned long inodeOf(const std::filesystem::path& path);
+
 }  // namespace brellow::test
