@@ -10,6 +10,10 @@ packages=(
   clang clang-format clang-tidy libclang-rt-14-dev
   # libraries
   libglib2.0-dev libsystemd-dev nlohmann-json3-dev uuid-dev
+  # audio: device output, files, resampling (all three resamplers for the comparison benchmark)
+  librtaudio-dev libsndfile1-dev libsoxr-dev libsamplerate0-dev libspeexdsp-dev
+  # audio tests: a real sound server with a null sink, and an independent audio tool
+  pulseaudio pulseaudio-utils sox
   # tests and benchmarks
   libgtest-dev libgmock-dev libbenchmark-dev
 )

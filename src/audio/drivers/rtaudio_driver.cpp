@@ -1,0 +1,146 @@
+#include "audio/drivers/rtaudio_driver.h"
+
+#include <rtaudio/RtAudio.h>
+
+#include <algorithm>
+#include <cstring>
+
+#include "audio/graph/host_clock.h"
+
+namespace brellow::audio {
+
+namespace {
+
+// RtAudio's error callback carries no user data; it runs on the thread that hit the error,
+// which is either the thread opening a stream or that stream's callback thread.
+thread_local RtAudioDriver* currentDriver = nullptr;
+
+int rtCallback(void* output, void* /*input*/, unsigned int frames, double /*time*/,
+               RtAudioStreamStatus /*status*/, void* user) {
+    auto* driver = static_cast<RtAudioDriver*>(user);
+    currentDriver = driver;
+    return driver->renderCallback(static_cast<float*>(output), frames);
+}
+
+void rtError(RtAudioError::Type type, const std::string& text) {
+    if (currentDriver != nullptr) currentDriver->errorCallback(static_cast<int>(type), text);
+}
+
+}  // namespace
+
+RtAudioDriver::RtAudioDriver(std::uint32_t preferredPeriod) : preferredPeriod_(preferredPeriod) {}
+
+RtAudioDriver::~RtAudioDriver() {
+    close();
+}
+
+void RtAudioDriver::close() {
+    if (!audio_) return;
+    if (audio_->isStreamRunning()) audio_->abortStream();
+    if (audio_->isStreamOpen()) audio_->closeStream();
+    audio_.reset();
+}
+
+void RtAudioDriver::errorCallback(int type, const std::string& text) {
+    lastError_ = text;
+    const bool fatal =
+        type != RtAudioError::WARNING || text.find("write error") != std::string::npos;
+    if (fatal && renderer_ != nullptr && audio_ && audio_->isStreamRunning()) {
+        lostReason_ = text;
+        lost_.store(true, std::memory_order_release);
+    }
+}
+
+int RtAudioDriver::renderCallback(float* output, unsigned int frames) {
+    if (lost_.load(std::memory_order_acquire)) {
+        std::fill_n(output, std::size_t{frames} * 2, 0.0f);
+        if (!reported_.exchange(true)) renderer_->outputDisrupted(lostReason_);
+        return 2;  // RtAudio aborts the stream; no further callback comes
+    }
+    // Non-interleaved: all left frames, then all right frames. The first frame is heard
+    // after what the server already holds, about one period.
+    const std::uint64_t heardAt =
+        MonotonicClock::shared().now() +
+        static_cast<std::uint64_t>(static_cast<double>(latency_ + frames) * 1e9 / sampleRate_);
+    renderer_->renderOutput(output, output + frames, frames, heardAt);
+    return 0;
+}
+
+bool RtAudioDriver::tryOpen(int api, OutputRenderer& renderer, std::string& error) {
+    close();
+    audio_ = std::make_unique<RtAudio>(static_cast<RtAudio::Api>(api));
+    audio_->showWarnings(false);
+    currentDriver = this;
+    lastError_.clear();
+    if (audio_->getDeviceCount() == 0) {
+        error = RtAudio::getApiDisplayName(static_cast<RtAudio::Api>(api)) + ": no output device";
+        return false;
+    }
+    RtAudio::StreamParameters parameters;
+    parameters.deviceId = audio_->getDefaultOutputDevice();
+    parameters.nChannels = 2;
+    const RtAudio::DeviceInfo info = audio_->getDeviceInfo(parameters.deviceId);
+    const unsigned int rate = info.preferredSampleRate > 0 ? info.preferredSampleRate : 48000;
+    RtAudio::StreamOptions options;
+    options.flags = RTAUDIO_NONINTERLEAVED | RTAUDIO_MINIMIZE_LATENCY | RTAUDIO_SCHEDULE_REALTIME;
+    options.streamName = "Brellow";
+    unsigned int period = preferredPeriod_;
+    renderer_ = &renderer;
+    audio_->openStream(&parameters, nullptr, RTAUDIO_FLOAT32, rate, &period, &rtCallback, this,
+                       &options, &rtError);
+    currentDriver = nullptr;
+    if (!audio_->isStreamOpen()) {
+        error = RtAudio::getApiDisplayName(static_cast<RtAudio::Api>(api)) + ": " +
+                (lastError_.empty() ? "cannot open the output" : lastError_);
+        return false;
+    }
+    period_ = period;
+    sampleRate_ = audio_->getStreamSampleRate();
+    latency_ = audio_->getStreamLatency();
+    apiName_ = RtAudio::getApiName(static_cast<RtAudio::Api>(api));
+    return true;
+}
+
+Result<AudioFormat, AudioError> RtAudioDriver::open(OutputRenderer& renderer) {
+    std::string errors;
+    for (const auto api : {RtAudio::LINUX_PULSE, RtAudio::UNIX_JACK, RtAudio::LINUX_ALSA}) {
+        std::string error;
+        try {
+            if (tryOpen(api, renderer, error)) {
+                lost_.store(false);
+                reported_.store(false);
+                return AudioFormat{sampleRate_, 2, SampleType::float32};
+            }
+        } catch (const RtAudioError& failure) {
+            error = failure.getMessage();
+        }
+        errors += (errors.empty() ? "" : "; ") + error;
+    }
+    close();
+    return fail(AudioError{AudioError::Code::deviceUnavailable, errors});
+}
+
+Result<void, AudioError> RtAudioDriver::start() {
+    if (!audio_ || !audio_->isStreamOpen()) {
+        return fail(AudioError{AudioError::Code::engineStartFailed, "The output is not open"});
+    }
+    if (audio_->isStreamRunning()) return {};
+    lastError_.clear();
+    currentDriver = this;
+    audio_->startStream();
+    currentDriver = nullptr;
+    if (!audio_->isStreamRunning()) {
+        return fail(AudioError{AudioError::Code::engineStartFailed,
+                               lastError_.empty() ? "The output did not start" : lastError_});
+    }
+    return {};
+}
+
+void RtAudioDriver::stop() {
+    if (!audio_) return;
+    if (audio_->isStreamRunning()) audio_->stopStream();
+    // A lost stream is closed so that the next open starts afresh.
+    if (lost_.load()) close();
+}
+
+}  // namespace brellow::audio

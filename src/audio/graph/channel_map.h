@@ -1,0 +1,18 @@
+#pragma once
+// How a sting's channels reach the stereo output: mono to both sides, stereo as it is, more
+// channels folded down in the usual layout order (L R C LFE Ls Rs Lb Rb).
+#include <array>
+#include <cstdint>
+
+namespace brellow::audio {
+
+inline constexpr std::uint32_t kMaxSourceChannels = 16;
+
+struct ChannelMap {
+    std::array<float, kMaxSourceChannels> toLeft{};
+    std::array<float, kMaxSourceChannels> toRight{};
+
+    static ChannelMap forChannels(std::uint32_t channels);
+};
+
+}  // namespace brellow::audio

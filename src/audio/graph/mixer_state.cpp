@@ -1,0 +1,39 @@
+#include "audio/graph/mixer_state.h"
+
+#include <algorithm>
+
+namespace brellow::audio {
+
+void MixerState::addInput(PlayerState* player) {
+    if (inputCount < kMaxInputs) inputs[inputCount++] = player;
+}
+
+void MixerState::removeInput(PlayerState* player) {
+    auto* end = inputs.begin() + inputCount;
+    auto* found = std::find(inputs.begin(), end, player);
+    if (found == end) return;
+    std::copy(found + 1, end, found);
+    --inputCount;
+}
+
+void MixerState::applyGain(float* left, float* right, std::uint32_t frames) {
+    const float target = targetGain.load(std::memory_order_relaxed);
+    if (target == appliedGain) {
+        if (target == 1.0f) return;
+        for (std::uint32_t i = 0; i < frames; ++i) {
+            left[i] *= target;
+            right[i] *= target;
+        }
+        return;
+    }
+    const float step = (target - appliedGain) / static_cast<float>(frames);
+    float gain = appliedGain;
+    for (std::uint32_t i = 0; i < frames; ++i) {
+        gain += step;
+        left[i] *= gain;
+        right[i] *= gain;
+    }
+    appliedGain = target;
+}
+
+}  // namespace brellow::audio

@@ -1,0 +1,225 @@
+#include "audio/graph/player_state.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+
+#include "audio/graph/pcm_buffer.h"
+#include "audio/graph/stream_ring.h"
+
+namespace brellow::audio {
+
+void PlayerState::configure(const AudioFormat& newFormat, double newDeviceRate) {
+    format = newFormat;
+    deviceRate = newDeviceRate;
+    const std::uint32_t channels = std::min(std::max(format.channelCount, 1u), kMaxSourceChannels);
+    channelMap_ = ChannelMap::forChannels(channels);
+    const bool convert = format.sampleRate > 0 && format.sampleRate != deviceRate;
+    // Input frames needed for one block, with room for the converter's appetite.
+    const double ratio = convert ? format.sampleRate / deviceRate : 1.0;
+    scratchFrames_ = static_cast<std::size_t>(std::ceil(kMaxBlockFrames * ratio)) + 64;
+    channelScratch_.assign(scratchFrames_ * channels, 0.0f);
+    for (std::uint32_t c = 0; c < channels; ++c) {
+        channelPointers_[c] = channelScratch_.data() + c * scratchFrames_;
+    }
+    resampler_.reset();
+    fifoFrames_ = 0;
+    if (convert) {
+        resampler_ = std::make_unique<Resampler>(format.sampleRate, deviceRate, scratchFrames_,
+                                                 kMaxBlockFrames);
+        fifo_.assign(scratchFrames_ * 2, 0.0f);
+        fifoPointers_ = {fifo_.data(), fifo_.data() + scratchFrames_};
+        resampled_.assign(std::size_t{kMaxBlockFrames} * 2, 0.0f);
+        resampledPointers_ = {resampled_.data(), resampled_.data() + kMaxBlockFrames};
+    }
+}
+
+void PlayerState::complete(const ScheduledItem& item, SpscQueue<Notification>& notifications) {
+    if (item.stream != nullptr) item.stream->cancel();
+    if (item.completionID == 0) return;
+    Notification done;
+    done.kind = Notification::Kind::completion;
+    done.completionID = item.completionID;
+    done.callbackType = item.callbackType;
+    if (!notifications.push(done)) droppedItems.fetch_add(1, std::memory_order_relaxed);
+}
+
+void PlayerState::flush(Resampler* fresh, SpscQueue<Notification>& notifications) {
+    for (; count_ > 0; --count_) {
+        complete(items_[head_], notifications);
+        head_ = (head_ + 1) % kMaxItems;
+    }
+    itemPosition_ = 0;
+    fifoFrames_ = 0;
+    if (fresh != nullptr) {
+        Notification released;
+        released.kind = Notification::Kind::resamplerReleased;
+        released.resampler = resampler_.release();
+        resampler_.reset(fresh);
+        if (released.resampler != nullptr && !notifications.push(released)) {
+            droppedItems.fetch_add(1, std::memory_order_relaxed);  // leaks rather than frees here
+        }
+    }
+}
+
+void PlayerState::schedule(const ScheduledItem& item, Resampler* fresh,
+                           SpscQueue<Notification>& notifications) {
+    if ((item.options & kPlayerOptionInterrupts) != 0) flush(fresh, notifications);
+    if (count_ == kMaxItems) {
+        complete(item, notifications);  // no room: report it as done so nothing waits on it
+        droppedItems.fetch_add(1, std::memory_order_relaxed);
+        return;
+    }
+    items_[(head_ + count_) % kMaxItems] = item;
+    ++count_;
+}
+
+void PlayerState::play(std::uint64_t hostTime) {
+    if (playing_) return;
+    playing_ = true;
+    startPending_ = true;
+    startHostTime_ = hostTime;
+}
+
+void PlayerState::stop(Resampler* fresh, SpscQueue<Notification>& notifications) {
+    flush(fresh, notifications);
+    playing_ = false;
+    startPending_ = false;
+    epochSampleTime.store(kNotStarted, std::memory_order_release);
+}
+
+void PlayerState::reset(Resampler* fresh, SpscQueue<Notification>& notifications) {
+    flush(fresh, notifications);
+    // Time restarts at zero from the next frame rendered.
+    if (playing_ && !startPending_) {
+        startPending_ = true;
+        startHostTime_ = 0;
+    }
+    epochSampleTime.store(kNotStarted, std::memory_order_release);
+}
+
+void PlayerState::pull(std::uint32_t frames, SpscQueue<Notification>& notifications) {
+    const std::uint32_t channels = std::min(std::max(format.channelCount, 1u), kMaxSourceChannels);
+    std::uint32_t filled = 0;
+    while (filled < frames && count_ > 0) {
+        ScheduledItem& item = items_[head_];
+        const std::int64_t left = item.frameCount - itemPosition_;
+        const auto take = static_cast<std::uint32_t>(std::min<std::int64_t>(left, frames - filled));
+        if (item.buffer != nullptr) {
+            const float* const* source = item.buffer->floatChannelData();
+            const std::int16_t* const* ints = item.buffer->int16ChannelData();
+            const std::int64_t from = item.startFrame + itemPosition_;
+            for (std::uint32_t c = 0; c < channels; ++c) {
+                float* out = channelPointers_[c] + filled;
+                if (source != nullptr) {
+                    std::memcpy(out, source[c] + from, take * sizeof(float));
+                } else if (ints != nullptr) {
+                    for (std::uint32_t i = 0; i < take; ++i)
+                        out[i] = ints[c][from + i] / 32768.0f;
+                }
+            }
+            itemPosition_ += take;
+        } else if (item.stream != nullptr) {
+            const std::int64_t got = item.stream->read(channelPointers_.data(), filled, take);
+            if (got < take) {
+                // The disk fell behind: play silence rather than skip, and pick up later.
+                item.stream->countUnderrun();
+                for (std::uint32_t c = 0; c < channels; ++c) {
+                    std::fill_n(channelPointers_[c] + filled + got, take - got, 0.0f);
+                }
+            }
+            itemPosition_ += got;
+        }
+        filled += take;
+        if (itemPosition_ >= item.frameCount) {
+            if ((item.options & kPlayerOptionLoops) != 0 && item.frameCount > 0) {
+                itemPosition_ = 0;
+                continue;
+            }
+            const ScheduledItem finished = item;
+            head_ = (head_ + 1) % kMaxItems;
+            --count_;
+            itemPosition_ = 0;
+            complete(finished, notifications);
+        }
+    }
+    if (filled < frames) {  // nothing scheduled: a playing player sounds silence
+        for (std::uint32_t c = 0; c < channels; ++c) {
+            std::fill_n(channelPointers_[c] + filled, frames - filled, 0.0f);
+        }
+    }
+}
+
+void PlayerState::downmixInto(float* left, float* right, std::uint32_t frames) const {
+    const std::uint32_t channels = std::min(std::max(format.channelCount, 1u), kMaxSourceChannels);
+    for (std::uint32_t c = 0; c < channels; ++c) {
+        const float toLeft = channelMap_.toLeft[c];
+        const float toRight = channelMap_.toRight[c];
+        const float* in = channelPointers_[c];
+        if (toLeft != 0) {
+            for (std::uint32_t i = 0; i < frames; ++i)
+                left[i] += toLeft * in[i];
+        }
+        if (toRight != 0) {
+            for (std::uint32_t i = 0; i < frames; ++i)
+                right[i] += toRight * in[i];
+        }
+    }
+}
+
+void PlayerState::render(float* left, float* right, std::uint32_t frames, const CycleTime& cycle,
+                         SpscQueue<Notification>& notifications) {
+    if (!playing_) return;
+    std::uint32_t offset = 0;
+    if (startPending_) {
+        if (startHostTime_ > cycle.hostTime) {
+            const double ahead = static_cast<double>(startHostTime_ - cycle.hostTime) * 1e-9;
+            const auto frame = static_cast<std::int64_t>(std::llround(ahead * cycle.sampleRate));
+            if (frame >= frames) return;
+            offset = static_cast<std::uint32_t>(frame);
+        }
+        startPending_ = false;
+        epochSampleTime.store(cycle.sampleTime + offset, std::memory_order_release);
+    }
+    const std::uint32_t count = frames - offset;
+    if (!resampler_) {
+        pull(count, notifications);
+        downmixInto(left + offset, right + offset, count);
+        return;
+    }
+    // Convert through the FIFO: top it up with just enough input for what is still needed.
+    std::size_t produced = 0;
+    while (produced < count) {
+        const std::size_t needed = count - produced;
+        const auto wanted =
+            static_cast<std::size_t>(std::ceil(static_cast<double>(needed) / resampler_->ratio())) +
+            8;
+        const std::size_t room = scratchFrames_ - fifoFrames_;
+        const auto topUp = static_cast<std::uint32_t>(
+            std::min(room, wanted > fifoFrames_ ? wanted - fifoFrames_ : 0));
+        if (topUp > 0) {
+            pull(topUp, notifications);
+            std::fill_n(fifoPointers_[0] + fifoFrames_, topUp, 0.0f);
+            std::fill_n(fifoPointers_[1] + fifoFrames_, topUp, 0.0f);
+            downmixInto(fifoPointers_[0] + fifoFrames_, fifoPointers_[1] + fifoFrames_, topUp);
+            fifoFrames_ += topUp;
+        }
+        std::size_t used = 0;
+        float* out[2] = {resampledPointers_[0] + produced, resampledPointers_[1] + produced};
+        const std::size_t got =
+            resampler_->process(fifoPointers_.data(), fifoFrames_, &used, out, needed);
+        for (std::size_t c = 0; c < 2; ++c) {
+            std::memmove(fifoPointers_[c], fifoPointers_[c] + used,
+                         (fifoFrames_ - used) * sizeof(float));
+        }
+        fifoFrames_ -= used;
+        produced += got;
+        if (got == 0 && used == 0 && topUp == 0) break;  // cannot progress: leave silence
+    }
+    for (std::size_t i = 0; i < produced; ++i) {
+        left[offset + i] += resampledPointers_[0][i];
+        right[offset + i] += resampledPointers_[1][i];
+    }
+}
+
+}  // namespace brellow::audio

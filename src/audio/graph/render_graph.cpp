@@ -1,0 +1,151 @@
+#include "audio/graph/render_graph.h"
+
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cmath>
+
+#include "audio/graph/rt_guard.h"
+
+namespace brellow::audio {
+
+RenderGraph::RenderGraph()
+    : commands_(8192),
+      notifications_(16384),
+      mixLeft_(kMaxBlockFrames),
+      mixRight_(kMaxBlockFrames),
+      wakeFd_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
+
+RenderGraph::~RenderGraph() {
+    if (wakeFd_ >= 0) ::close(wakeFd_);
+}
+
+void RenderGraph::clearWake() {
+    std::uint64_t value = 0;
+    (void)::read(wakeFd_, &value, sizeof value);
+}
+
+void RenderGraph::apply(const RenderCommand& command) {
+    PlayerState* player = command.player;
+    switch (command.op) {
+        case RenderCommand::Op::addMixer:
+            if (mixerCount_ < kMaxMixers) mixers_[mixerCount_++] = command.mixer;
+            break;
+        case RenderCommand::Op::removeMixer: {
+            auto* end = mixers_.begin() + mixerCount_;
+            auto* found = std::find(mixers_.begin(), end, command.mixer);
+            if (found != end) {
+                std::copy(found + 1, end, found);
+                --mixerCount_;
+            }
+            for (std::size_t i = 0; i < command.mixer->inputCount; ++i) {
+                command.mixer->inputs[i]->mixer = nullptr;
+            }
+            command.mixer->inputCount = 0;
+            Notification released;
+            released.kind = Notification::Kind::mixerReleased;
+            released.mixer = command.mixer;
+            notifications_.push(released);
+            break;
+        }
+        case RenderCommand::Op::connectPlayer:
+            if (player->mixer != nullptr) player->mixer->removeInput(player);
+            player->mixer = command.mixer;
+            command.mixer->addInput(player);
+            break;
+        case RenderCommand::Op::removePlayer: {
+            if (player->mixer != nullptr) player->mixer->removeInput(player);
+            player->mixer = nullptr;
+            player->stop(nullptr, notifications_);
+            Notification released;
+            released.kind = Notification::Kind::playerReleased;
+            released.player = player;
+            notifications_.push(released);
+            break;
+        }
+        case RenderCommand::Op::schedule:
+            player->schedule(command.item, command.freshResampler, notifications_);
+            break;
+        case RenderCommand::Op::play:
+            player->play(command.hostTime);
+            break;
+        case RenderCommand::Op::stop:
+            player->stop(command.freshResampler, notifications_);
+            break;
+        case RenderCommand::Op::reset:
+            player->reset(command.freshResampler, notifications_);
+            break;
+    }
+}
+
+void RenderGraph::applyCommands() {
+    while (const auto command = commands_.pop())
+        apply(*command);
+}
+
+void RenderGraph::renderBlock(float* left, float* right, std::uint32_t frames,
+                              std::uint64_t hostTime) {
+    std::fill_n(left, frames, 0.0f);
+    std::fill_n(right, frames, 0.0f);
+    const CycleTime cycle{sampleTime_, hostTime, sampleRate_};
+    float* mixLeft = mixLeft_.data();
+    float* mixRight = mixRight_.data();
+    for (std::size_t m = 0; m < mixerCount_; ++m) {
+        MixerState& mixer = *mixers_[m];
+        std::fill_n(mixLeft, frames, 0.0f);
+        std::fill_n(mixRight, frames, 0.0f);
+        for (std::size_t i = 0; i < mixer.inputCount; ++i) {
+            mixer.inputs[i]->render(mixLeft, mixRight, frames, cycle, notifications_);
+        }
+        mixer.applyGain(mixLeft, mixRight, frames);
+        for (std::uint32_t f = 0; f < frames; ++f) {
+            left[f] += mixLeft[f];
+            right[f] += mixRight[f];
+        }
+    }
+    main_.applyGain(left, right, frames);
+    sampleTime_ += frames;
+}
+
+void RenderGraph::render(float* left, float* right, std::uint32_t frames, std::uint64_t hostTime) {
+    const RenderThreadScope scope;
+    applyCommands();
+    std::uint32_t done = 0;
+    while (done < frames) {
+        const std::uint32_t block = std::min(frames - done, kMaxBlockFrames);
+        const auto blockHost =
+            hostTime + static_cast<std::uint64_t>(std::llround(done * 1e9 / sampleRate_));
+        renderBlock(left + done, right + done, block, blockHost);
+        done += block;
+    }
+    publishTime(sampleTime_,
+                hostTime + static_cast<std::uint64_t>(std::llround(frames * 1e9 / sampleRate_)));
+    if (!notifications_.empty()) {
+        const std::uint64_t one = 1;
+        (void)::write(wakeFd_, &one, sizeof one);
+    }
+}
+
+void RenderGraph::publishTime(std::int64_t sampleTime, std::uint64_t hostTime) {
+    const std::uint32_t sequence = timeSequence_.load(std::memory_order_relaxed);
+    timeSequence_.store(sequence + 1, std::memory_order_release);
+    std::atomic_thread_fence(std::memory_order_release);
+    publishedSampleTime_.store(sampleTime, std::memory_order_relaxed);
+    publishedHostTime_.store(hostTime, std::memory_order_relaxed);
+    timeSequence_.store(sequence + 2, std::memory_order_release);
+}
+
+AudioTime RenderGraph::lastRenderTime() const {
+    for (;;) {
+        const std::uint32_t before = timeSequence_.load(std::memory_order_acquire);
+        const std::int64_t sampleTime = publishedSampleTime_.load(std::memory_order_relaxed);
+        const std::uint64_t hostTime = publishedHostTime_.load(std::memory_order_relaxed);
+        std::atomic_thread_fence(std::memory_order_acquire);
+        if (before % 2 == 0 && timeSequence_.load(std::memory_order_relaxed) == before) {
+            return AudioTime{sampleTime, sampleRate_, hostTime};
+        }
+    }
+}
+
+}  // namespace brellow::audio
