@@ -11,7 +11,7 @@ packages=(
   # libraries
   libglib2.0-dev libsystemd-dev nlohmann-json3-dev uuid-dev
   # audio: device output, files, resampling (all three resamplers for the comparison benchmark)
-  librtaudio-dev libsndfile1-dev libsoxr-dev libsamplerate0-dev libspeexdsp-dev
+  librtaudio-dev libasound2-dev libpulse-dev libsndfile1-dev libsoxr-dev libsamplerate0-dev libspeexdsp-dev
   # audio tests: a real sound server with a null sink, and an independent audio tool
   pulseaudio pulseaudio-utils sox
   # tests and benchmarks

@@ -16,6 +16,7 @@ int runNew(const Arguments& args);
 int runShow(const Arguments& args);
 int runResave(const Arguments& args);
 int runEdit(const Arguments& args);
+int runTone(const Arguments& args);
 
 /// Prints "brellow-cli: <message>" to stderr and returns `code`.
 int complain(int code, const std::string& message);

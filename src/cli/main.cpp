@@ -16,6 +16,8 @@ constexpr const char* kUsage =
     "  resave PKG DEST                    open PKG and save it as the package DEST\n"
     "  edit PKG COMMAND JSON              apply one edit (setTrim, rename, createPage, ...)\n"
     "                                     with its JSON arguments and save in place\n"
+    "  tone [--freq HZ] [--seconds SEC] [--level DB]\n"
+    "                                     play a sine through the system output\n"
     "\n"
     "  --verbose   write log lines to stderr\n";
 
@@ -47,10 +49,8 @@ int main(int argc, char** argv) {
     }
 
     const std::map<std::string, int (*)(const cli::Arguments&)> commands = {
-        {"new", cli::runNew},
-        {"show", cli::runShow},
-        {"resave", cli::runResave},
-        {"edit", cli::runEdit},
+        {"new", cli::runNew},   {"show", cli::runShow}, {"resave", cli::runResave},
+        {"edit", cli::runEdit}, {"tone", cli::runTone},
     };
     const auto command = commands.find(args.front());
     if (command == commands.end()) {

@@ -1,9 +1,15 @@
 #include "audio/drivers/rtaudio_driver.h"
 
+#include <alsa/asoundlib.h>
 #include <rtaudio/RtAudio.h>
 
+#include <pthread.h>
+#include <sched.h>
+
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
+#include <vector>
 
 #include "audio/graph/host_clock.h"
 
@@ -15,12 +21,27 @@ namespace {
 // which is either the thread opening a stream or that stream's callback thread.
 thread_local RtAudioDriver* currentDriver = nullptr;
 
+// Asks for real-time scheduling once per callback thread; without the right (rtkit or
+// limits) the thread keeps its normal priority.
+void raisePriorityOnce() {
+    thread_local bool raised = false;
+    if (raised) return;
+    raised = true;
+    sched_param parameters{};
+    parameters.sched_priority = std::min(sched_get_priority_max(SCHED_FIFO), 70);
+    (void)pthread_setschedparam(pthread_self(), SCHED_FIFO, &parameters);
+}
+
 int rtCallback(void* output, void* /*input*/, unsigned int frames, double /*time*/,
                RtAudioStreamStatus /*status*/, void* user) {
     auto* driver = static_cast<RtAudioDriver*>(user);
     currentDriver = driver;
+    raisePriorityOnce();
     return driver->renderCallback(static_cast<float*>(output), frames);
 }
+
+// alsa-lib prints its own complaints to stderr while RtAudio probes; ours go to the log.
+void quietAlsa(const char*, int, const char*, int, const char*, ...) {}
 
 void rtError(RtAudioError::Type type, const std::string& text) {
     if (currentDriver != nullptr) currentDriver->errorCallback(static_cast<int>(type), text);
@@ -28,7 +49,9 @@ void rtError(RtAudioError::Type type, const std::string& text) {
 
 }  // namespace
 
-RtAudioDriver::RtAudioDriver(std::uint32_t preferredPeriod) : preferredPeriod_(preferredPeriod) {}
+RtAudioDriver::RtAudioDriver(std::uint32_t preferredPeriod) : preferredPeriod_(preferredPeriod) {
+    snd_lib_error_set_handler(&quietAlsa);
+}
 
 RtAudioDriver::~RtAudioDriver() {
     close();
@@ -82,7 +105,8 @@ bool RtAudioDriver::tryOpen(int api, OutputRenderer& renderer, std::string& erro
     const RtAudio::DeviceInfo info = audio_->getDeviceInfo(parameters.deviceId);
     const unsigned int rate = info.preferredSampleRate > 0 ? info.preferredSampleRate : 48000;
     RtAudio::StreamOptions options;
-    options.flags = RTAUDIO_NONINTERLEAVED | RTAUDIO_MINIMIZE_LATENCY | RTAUDIO_SCHEDULE_REALTIME;
+    options.flags = RTAUDIO_NONINTERLEAVED | RTAUDIO_MINIMIZE_LATENCY | RTAUDIO_ALSA_USE_DEFAULT;
+    options.numberOfBuffers = 4;
     options.streamName = "Brellow";
     unsigned int period = preferredPeriod_;
     renderer_ = &renderer;
@@ -101,9 +125,20 @@ bool RtAudioDriver::tryOpen(int api, OutputRenderer& renderer, std::string& erro
     return true;
 }
 
+std::vector<int> RtAudioDriver::apiOrder() {
+    // The sound server first (PulseAudio, or PipeWire's PulseAudio service), then JACK, then
+    // ALSA's default device. BRELLOW_AUDIO_API=pulse|jack|alsa picks one back end.
+    const char* forced = std::getenv("BRELLOW_AUDIO_API");  // NOLINT(concurrency-mt-unsafe)
+    const std::string only = forced != nullptr ? forced : "";
+    if (only == "alsa") return {RtAudio::LINUX_ALSA};
+    if (only == "pulse") return {RtAudio::LINUX_PULSE};
+    if (only == "jack") return {RtAudio::UNIX_JACK};
+    return {RtAudio::LINUX_PULSE, RtAudio::UNIX_JACK, RtAudio::LINUX_ALSA};
+}
+
 Result<AudioFormat, AudioError> RtAudioDriver::open(OutputRenderer& renderer) {
     std::string errors;
-    for (const auto api : {RtAudio::LINUX_PULSE, RtAudio::UNIX_JACK, RtAudio::LINUX_ALSA}) {
+    for (const int api : apiOrder()) {
         std::string error;
         try {
             if (tryOpen(api, renderer, error)) {

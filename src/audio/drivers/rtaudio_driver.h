@@ -1,10 +1,11 @@
 #pragma once
 // The system's default output through RtAudio, trying PulseAudio (and so PipeWire), then
-// JACK, then ALSA. A write error or a lost server stops the stream and is reported as a
-// disruption, so the engine restarts on whatever output is there now.
+// JACK, then ALSA's default device. A write error or a lost server stops the stream and is reported
+// as a disruption, so the engine restarts on whatever output is there now.
 #include <atomic>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "audio/drivers/audio_driver.h"
 
@@ -30,6 +31,7 @@ class RtAudioDriver final : public AudioDriver {
     void errorCallback(int type, const std::string& text);
 
   private:
+    static std::vector<int> apiOrder();
     void close();
     bool tryOpen(int api, OutputRenderer& renderer, std::string& error);
 

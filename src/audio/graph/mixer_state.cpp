@@ -37,3 +37,27 @@ void MixerState::applyGain(float* left, float* right, std::uint32_t frames) {
 }
 
 }  // namespace brellow::audio
+
+namespace brellow::audio {
+
+void MixerState::addWithGain(const float* left, const float* right, float* outLeft, float* outRight,
+                             std::uint32_t frames) {
+    const float target = targetGain.load(std::memory_order_relaxed);
+    if (target == appliedGain) {
+        for (std::uint32_t i = 0; i < frames; ++i) {
+            outLeft[i] += target * left[i];
+            outRight[i] += target * right[i];
+        }
+        return;
+    }
+    const float step = (target - appliedGain) / static_cast<float>(frames);
+    float gain = appliedGain;
+    for (std::uint32_t i = 0; i < frames; ++i) {
+        gain += step;
+        outLeft[i] += gain * left[i];
+        outRight[i] += gain * right[i];
+    }
+    appliedGain = target;
+}
+
+}  // namespace brellow::audio

@@ -23,6 +23,9 @@ struct MixerState {
     /// Multiplies `frames` frames of `left` and `right` by the gain, ramping from the gain of
     /// the last block to the current target.
     void applyGain(float* left, float* right, std::uint32_t frames);
+    /// The same gain, applied while adding `left` and `right` into `outLeft` and `outRight`.
+    void addWithGain(const float* left, const float* right, float* outLeft, float* outRight,
+                     std::uint32_t frames);
 };
 
 }  // namespace brellow::audio

@@ -98,36 +98,53 @@ void PlayerState::reset(Resampler* fresh, SpscQueue<Notification>& notifications
     epochSampleTime.store(kNotStarted, std::memory_order_release);
 }
 
-void PlayerState::pull(std::uint32_t frames, SpscQueue<Notification>& notifications) {
+void PlayerState::mixChannels(const float* const* channels, std::int64_t from, std::uint32_t count,
+                              float* left, float* right) const {
+    const std::uint32_t channelCount =
+        std::min(std::max(format.channelCount, 1u), kMaxSourceChannels);
+    for (std::uint32_t c = 0; c < channelCount; ++c) {
+        const float toLeft = channelMap_.toLeft[c];
+        const float toRight = channelMap_.toRight[c];
+        const float* in = channels[c] + from;
+        if (toLeft != 0) {
+            for (std::uint32_t i = 0; i < count; ++i)
+                left[i] += toLeft * in[i];
+        }
+        if (toRight != 0) {
+            for (std::uint32_t i = 0; i < count; ++i)
+                right[i] += toRight * in[i];
+        }
+    }
+}
+
+void PlayerState::pull(float* left, float* right, std::uint32_t frames,
+                       SpscQueue<Notification>& notifications) {
     const std::uint32_t channels = std::min(std::max(format.channelCount, 1u), kMaxSourceChannels);
     std::uint32_t filled = 0;
     while (filled < frames && count_ > 0) {
         ScheduledItem& item = items_[head_];
-        const std::int64_t left = item.frameCount - itemPosition_;
-        const auto take = static_cast<std::uint32_t>(std::min<std::int64_t>(left, frames - filled));
+        const std::int64_t remaining = item.frameCount - itemPosition_;
+        const auto take =
+            static_cast<std::uint32_t>(std::min<std::int64_t>(remaining, frames - filled));
         if (item.buffer != nullptr) {
-            const float* const* source = item.buffer->floatChannelData();
-            const std::int16_t* const* ints = item.buffer->int16ChannelData();
             const std::int64_t from = item.startFrame + itemPosition_;
-            for (std::uint32_t c = 0; c < channels; ++c) {
-                float* out = channelPointers_[c] + filled;
-                if (source != nullptr) {
-                    std::memcpy(out, source[c] + from, take * sizeof(float));
-                } else if (ints != nullptr) {
-                    for (std::uint32_t i = 0; i < take; ++i)
-                        out[i] = ints[c][from + i] / 32768.0f;
+            if (const float* const* source = item.buffer->floatChannelData()) {
+                mixChannels(source, from, take, left + filled, right + filled);
+            } else if (const std::int16_t* const* ints = item.buffer->int16ChannelData()) {
+                for (std::uint32_t c = 0; c < channels; ++c) {
+                    for (std::uint32_t i = 0; i < take; ++i) {
+                        channelPointers_[c][i] = ints[c][from + i] / 32768.0f;
+                    }
                 }
+                mixChannels(channelPointers_.data(), 0, take, left + filled, right + filled);
             }
             itemPosition_ += take;
         } else if (item.stream != nullptr) {
-            const std::int64_t got = item.stream->read(channelPointers_.data(), filled, take);
-            if (got < take) {
-                // The disk fell behind: play silence rather than skip, and pick up later.
-                item.stream->countUnderrun();
-                for (std::uint32_t c = 0; c < channels; ++c) {
-                    std::fill_n(channelPointers_[c] + filled + got, take - got, 0.0f);
-                }
-            }
+            const std::int64_t got = item.stream->read(channelPointers_.data(), 0, take);
+            // When the disk fell behind, the rest of this block is silence rather than a skip.
+            if (got < take) item.stream->countUnderrun();
+            mixChannels(channelPointers_.data(), 0, static_cast<std::uint32_t>(got), left + filled,
+                        right + filled);
             itemPosition_ += got;
         }
         filled += take;
@@ -141,28 +158,6 @@ void PlayerState::pull(std::uint32_t frames, SpscQueue<Notification>& notificati
             --count_;
             itemPosition_ = 0;
             complete(finished, notifications);
-        }
-    }
-    if (filled < frames) {  // nothing scheduled: a playing player sounds silence
-        for (std::uint32_t c = 0; c < channels; ++c) {
-            std::fill_n(channelPointers_[c] + filled, frames - filled, 0.0f);
-        }
-    }
-}
-
-void PlayerState::downmixInto(float* left, float* right, std::uint32_t frames) const {
-    const std::uint32_t channels = std::min(std::max(format.channelCount, 1u), kMaxSourceChannels);
-    for (std::uint32_t c = 0; c < channels; ++c) {
-        const float toLeft = channelMap_.toLeft[c];
-        const float toRight = channelMap_.toRight[c];
-        const float* in = channelPointers_[c];
-        if (toLeft != 0) {
-            for (std::uint32_t i = 0; i < frames; ++i)
-                left[i] += toLeft * in[i];
-        }
-        if (toRight != 0) {
-            for (std::uint32_t i = 0; i < frames; ++i)
-                right[i] += toRight * in[i];
         }
     }
 }
@@ -183,8 +178,7 @@ void PlayerState::render(float* left, float* right, std::uint32_t frames, const 
     }
     const std::uint32_t count = frames - offset;
     if (!resampler_) {
-        pull(count, notifications);
-        downmixInto(left + offset, right + offset, count);
+        pull(left + offset, right + offset, count, notifications);
         return;
     }
     // Convert through the FIFO: top it up with just enough input for what is still needed.
@@ -198,10 +192,10 @@ void PlayerState::render(float* left, float* right, std::uint32_t frames, const 
         const auto topUp = static_cast<std::uint32_t>(
             std::min(room, wanted > fifoFrames_ ? wanted - fifoFrames_ : 0));
         if (topUp > 0) {
-            pull(topUp, notifications);
             std::fill_n(fifoPointers_[0] + fifoFrames_, topUp, 0.0f);
             std::fill_n(fifoPointers_[1] + fifoFrames_, topUp, 0.0f);
-            downmixInto(fifoPointers_[0] + fifoFrames_, fifoPointers_[1] + fifoFrames_, topUp);
+            pull(fifoPointers_[0] + fifoFrames_, fifoPointers_[1] + fifoFrames_, topUp,
+                 notifications);
             fifoFrames_ += topUp;
         }
         std::size_t used = 0;

@@ -53,9 +53,13 @@ struct PlayerState {
     MixerState* mixer = nullptr;
 
   private:
-    /// Reads `frames` frames at the player's rate into the channel scratch; returns none.
-    void pull(std::uint32_t frames, SpscQueue<Notification>& notifications);
-    void downmixInto(float* left, float* right, std::uint32_t frames) const;
+    /// Adds the next `frames` frames at the player's rate, mapped to stereo, into `left` and
+    /// `right`; past the end of the schedule it adds nothing (silence).
+    void pull(float* left, float* right, std::uint32_t frames,
+              SpscQueue<Notification>& notifications);
+    /// Adds `count` frames of `channels` from frame `from` on, mapped to stereo.
+    void mixChannels(const float* const* channels, std::int64_t from, std::uint32_t count,
+                     float* left, float* right) const;
     /// Drops the schedule and what the converter holds, swapping in `fresh` when given.
     void flush(Resampler* fresh, SpscQueue<Notification>& notifications);
     void complete(const ScheduledItem& item, SpscQueue<Notification>& notifications);

@@ -98,11 +98,7 @@ void RenderGraph::renderBlock(float* left, float* right, std::uint32_t frames,
         for (std::size_t i = 0; i < mixer.inputCount; ++i) {
             mixer.inputs[i]->render(mixLeft, mixRight, frames, cycle, notifications_);
         }
-        mixer.applyGain(mixLeft, mixRight, frames);
-        for (std::uint32_t f = 0; f < frames; ++f) {
-            left[f] += mixLeft[f];
-            right[f] += mixRight[f];
-        }
+        mixer.addWithGain(mixLeft, mixRight, left, right, frames);
     }
     main_.applyGain(left, right, frames);
     sampleTime_ += frames;
