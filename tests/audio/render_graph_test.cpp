@@ -207,6 +207,21 @@ TEST_F(GraphPlayback, ASting441OnA48kOutputKeepsItsPitchAndLevel) {
     EXPECT_EQ(time->sampleTime, 44100);  // one second of the player's own frames
 }
 
+TEST_F(GraphPlayback, AConvertedStingStartsOnItsFrameToo) {
+    Voice voice(*rig.engine, {44100, 1, SampleType::float32});
+    for (int run = 0; run < 2; ++run) {  // the second run uses the converter made at the stop
+        voice.player.scheduleBuffer(
+            makeBuffer(44100, 1, 4410, [](std::uint32_t, std::uint32_t) { return 0.5f; }),
+            kPlayerOptionNone, CompletionCallbackType::dataPlayedBack, {});
+        rig.driver->clearCapture();
+        voice.player.play(rig.driver->hostTimeOfFrame(rig.driver->framesRendered() + 1000));
+        rig.render(8192);
+        EXPECT_NEAR(static_cast<double>(test::firstSound(left(), 0.25f)), 1000, 2) << "run " << run;
+        EXPECT_NEAR(left()[3000], 0.5f, 0.001f);
+        voice.player.stop();
+    }
+}
+
 TEST_F(GraphPlayback, Int16BuffersPlayAsFloat) {
     Voice voice(*rig.engine, kMono48);
     auto buffer = PcmBuffer::create({48000, 1, SampleType::int16}, 4);

@@ -164,7 +164,7 @@ void AudioEngine::stop() {
 }
 
 void AudioEngine::stopPlayersAfterOutputStopped() {
-    playersNeedStop_ = false;
+    playersNeedStop_.store(false);
     for (PlayerNode* player : players_) {
         if (player->isPlaying()) player->stop();
     }
@@ -186,7 +186,7 @@ void AudioEngine::renderOutput(float* left, float* right, std::uint32_t frames,
 
 void AudioEngine::outputDisrupted(const std::string& /*reason*/) {
     // The driver has stopped: the next start stops the players and reopens the output.
-    playersNeedStop_ = true;
+    playersNeedStop_.store(true);
     prepared_.store(false);
     running_.store(false, std::memory_order_release);
     std::function<void()> handler;

@@ -90,7 +90,7 @@ class AudioEngine final : private OutputRenderer {
     DiskStreamer streamer_;
     std::atomic<bool> running_{false};
     std::atomic<bool> prepared_{false};
-    bool playersNeedStop_ = false;
+    std::atomic<bool> playersNeedStop_{false};
     AudioFormat outputFormat_{48000, 2, SampleType::float32};
 
     std::vector<PlayerNode*> players_;

@@ -27,6 +27,7 @@ void PlayerState::configure(const AudioFormat& newFormat, double newDeviceRate) 
     if (convert) {
         resampler_ = std::make_unique<Resampler>(format.sampleRate, deviceRate, scratchFrames_,
                                                  kMaxBlockFrames);
+        discardFrames_ = resampler_->primeFrames();
         fifo_.assign(scratchFrames_ * 2, 0.0f);
         fifoPointers_ = {fifo_.data(), fifo_.data() + scratchFrames_};
         resampled_.assign(std::size_t{kMaxBlockFrames} * 2, 0.0f);
@@ -56,6 +57,7 @@ void PlayerState::flush(Resampler* fresh, SpscQueue<Notification>& notifications
         released.kind = Notification::Kind::resamplerReleased;
         released.resampler = resampler_.release();
         resampler_.reset(fresh);
+        discardFrames_ = fresh->primeFrames();
         if (released.resampler != nullptr && !notifications.push(released)) {
             droppedItems.fetch_add(1, std::memory_order_relaxed);  // leaks rather than frees here
         }
@@ -184,7 +186,7 @@ void PlayerState::render(float* left, float* right, std::uint32_t frames, const 
     // Convert through the FIFO: top it up with just enough input for what is still needed.
     std::size_t produced = 0;
     while (produced < count) {
-        const std::size_t needed = count - produced;
+        const std::size_t needed = count - produced + discardFrames_;
         const auto wanted =
             static_cast<std::size_t>(std::ceil(static_cast<double>(needed) / resampler_->ratio())) +
             8;
@@ -200,8 +202,15 @@ void PlayerState::render(float* left, float* right, std::uint32_t frames, const 
         }
         std::size_t used = 0;
         float* out[2] = {resampledPointers_[0] + produced, resampledPointers_[1] + produced};
-        const std::size_t got =
-            resampler_->process(fifoPointers_.data(), fifoFrames_, &used, out, needed);
+        std::size_t got =
+            resampler_->process(fifoPointers_.data(), fifoFrames_, &used, out, count - produced);
+        if (discardFrames_ > 0 && got > 0) {
+            const std::size_t dropped = std::min(discardFrames_, got);
+            for (float* channel : out)
+                std::memmove(channel, channel + dropped, (got - dropped) * sizeof(float));
+            got -= dropped;
+            discardFrames_ -= dropped;
+        }
         for (std::size_t c = 0; c < 2; ++c) {
             std::memmove(fifoPointers_[c], fifoPointers_[c] + used,
                          (fifoFrames_ - used) * sizeof(float));

@@ -80,6 +80,7 @@ struct PlayerState {
     std::vector<float> fifo_;  // stereo frames at the player's rate waiting to be resampled
     std::array<float*, 2> fifoPointers_{};
     std::size_t fifoFrames_ = 0;
+    std::size_t discardFrames_ = 0;  // warm-up history still to drop from the converter
     std::vector<float> resampled_;
     std::array<float*, 2> resampledPointers_{};
     std::size_t scratchFrames_ = 0;

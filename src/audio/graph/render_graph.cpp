@@ -123,21 +123,21 @@ void RenderGraph::render(float* left, float* right, std::uint32_t frames, std::u
     }
 }
 
+// A sequence lock from ordered atomics alone: the writer makes the count odd with an
+// acquire-release step (nothing after it moves before it), writes, then makes it even with a
+// release store; a reader retries unless it saw the same even count before and after.
 void RenderGraph::publishTime(std::int64_t sampleTime, std::uint64_t hostTime) {
-    const std::uint32_t sequence = timeSequence_.load(std::memory_order_relaxed);
-    timeSequence_.store(sequence + 1, std::memory_order_release);
-    std::atomic_thread_fence(std::memory_order_release);
+    timeSequence_.fetch_add(1, std::memory_order_acq_rel);
     publishedSampleTime_.store(sampleTime, std::memory_order_relaxed);
     publishedHostTime_.store(hostTime, std::memory_order_relaxed);
-    timeSequence_.store(sequence + 2, std::memory_order_release);
+    timeSequence_.fetch_add(1, std::memory_order_release);
 }
 
 AudioTime RenderGraph::lastRenderTime() const {
     for (;;) {
         const std::uint32_t before = timeSequence_.load(std::memory_order_acquire);
-        const std::int64_t sampleTime = publishedSampleTime_.load(std::memory_order_relaxed);
-        const std::uint64_t hostTime = publishedHostTime_.load(std::memory_order_relaxed);
-        std::atomic_thread_fence(std::memory_order_acquire);
+        const std::int64_t sampleTime = publishedSampleTime_.load(std::memory_order_acquire);
+        const std::uint64_t hostTime = publishedHostTime_.load(std::memory_order_acquire);
         if (before % 2 == 0 && timeSequence_.load(std::memory_order_relaxed) == before) {
             return AudioTime{sampleTime, sampleRate_, hostTime};
         }

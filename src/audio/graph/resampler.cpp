@@ -2,6 +2,7 @@
 
 #include <soxr.h>
 
+#include <cmath>
 #include <vector>
 
 namespace brellow::audio {
@@ -21,11 +22,15 @@ Resampler::Resampler(double inputRate, double outputRate, std::size_t maxInputFr
     std::vector<float> silence(maxInputFrames), sink(maxOutputFrames);
     const float* in[2] = {silence.data(), silence.data()};
     float* out[2] = {sink.data(), sink.data()};
+    // Each round offers the largest input and takes every frame that comes out, so no silence
+    // is left queued ahead of the first real frame.
     for (int round = 0; round < 16; ++round) {
         std::size_t used = 0;
         process(in, maxInputFrames, &used, out, maxOutputFrames);
-        process(in, 1, &used, out, 1);
+        while (process(in, 0, &used, out, maxOutputFrames) > 0) {
+        }
     }
+    primeFrames_ = static_cast<std::size_t>(std::llround(delayFrames()));
 }
 
 Resampler::~Resampler() {

@@ -27,11 +27,15 @@ class Resampler {
 
     /// Frames of output delay the converter adds.
     double delayFrames() const;
+    /// Output frames of warm-up history that come out ahead of the first real frame; a player
+    /// discards them, so converted audio starts on time.
+    std::size_t primeFrames() const { return primeFrames_; }
 
   private:
     double inputRate_;
     double outputRate_;
     soxr_t soxr_ = nullptr;
+    std::size_t primeFrames_ = 0;
 };
 
 }  // namespace brellow::audio
