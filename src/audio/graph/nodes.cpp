@@ -1,5 +1,6 @@
 #include "audio/graph/nodes.h"
 
+#include <algorithm>
 #include <cmath>
 
 #include "audio/graph/audio_engine.h"
@@ -52,14 +53,28 @@ void PlayerNode::scheduleBuffer(std::shared_ptr<const PcmBuffer> buffer, std::ui
     scheduleItem(item, std::move(buffer), std::move(handler));
 }
 
+void PlayerNode::scheduleBuffer(std::shared_ptr<const PcmBuffer> buffer, std::int64_t startFrame,
+                                std::uint32_t frameCount, std::uint32_t options,
+                                CompletionCallbackType callbackType, CompletionHandler handler) {
+    ScheduledItem item;
+    item.buffer = buffer.get();
+    const std::int64_t length = buffer->frameLength();
+    item.startFrame = std::clamp<std::int64_t>(startFrame, 0, length);
+    item.frameCount = std::min<std::int64_t>(frameCount, length - item.startFrame);
+    item.options = options;
+    item.callbackType = callbackType;
+    scheduleItem(item, std::move(buffer), std::move(handler));
+}
+
 void PlayerNode::scheduleSegment(const AudioFile& file, std::int64_t startFrame,
                                  std::uint32_t frameCount, CompletionCallbackType callbackType,
-                                 CompletionHandler handler) {
+                                 CompletionHandler handler, std::uint32_t options) {
     auto ring = std::make_shared<StreamRing>(file.path(), file.processingFormat().channelCount,
                                              startFrame, frameCount, DiskStreamer::kRingFrames);
     ScheduledItem item;
     item.stream = ring.get();
     item.frameCount = frameCount;
+    item.options = options & kPlayerOptionInterrupts;  // a streamed segment cannot loop
     item.callbackType = callbackType;
     if (engine_ != nullptr && connected_) engine_->addStream(ring);
     scheduleItem(item, std::move(ring), std::move(handler));
@@ -104,9 +119,11 @@ std::optional<AudioTime> PlayerNode::playerTime(const AudioTime& nodeTime) const
         return std::nullopt;
     }
     const double rate = state_->format.sampleRate;
-    const double seconds = static_cast<double>(nodeTime.sampleTime - epoch) / nodeTime.sampleRate;
-    return AudioTime{static_cast<std::int64_t>(std::floor(seconds * rate)), rate,
-                     nodeTime.hostTime};
+    // Frames at the player's rate; the small allowance keeps exact values from rounding
+    // down a whole frame.
+    const double frames =
+        static_cast<double>(nodeTime.sampleTime - epoch) * rate / nodeTime.sampleRate;
+    return AudioTime{static_cast<std::int64_t>(std::floor(frames + 1e-6)), rate, nodeTime.hostTime};
 }
 
 MixerNode::MixerNode() : owned_(std::make_unique<MixerState>()), state_(owned_.get()) {}

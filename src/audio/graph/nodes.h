@@ -30,9 +30,14 @@ class PlayerNode {
     /// Plays `buffer` (its frame length) after what is already scheduled.
     void scheduleBuffer(std::shared_ptr<const PcmBuffer> buffer, std::uint32_t options,
                         CompletionCallbackType callbackType, CompletionHandler handler);
+    /// Plays frames [startFrame, startFrame + frameCount) of `buffer`, without copying them.
+    void scheduleBuffer(std::shared_ptr<const PcmBuffer> buffer, std::int64_t startFrame,
+                        std::uint32_t frameCount, std::uint32_t options,
+                        CompletionCallbackType callbackType, CompletionHandler handler);
     /// Streams frames [startFrame, startFrame + frameCount) of `file` from disk.
     void scheduleSegment(const AudioFile& file, std::int64_t startFrame, std::uint32_t frameCount,
-                         CompletionCallbackType callbackType, CompletionHandler handler);
+                         CompletionCallbackType callbackType, CompletionHandler handler,
+                         std::uint32_t options = kPlayerOptionNone);
 
     void play();                        // as soon as possible
     void play(std::uint64_t hostTime);  // on the output frame heard at that host time

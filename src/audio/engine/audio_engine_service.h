@@ -1,0 +1,151 @@
+#pragma once
+// The audio engine of one open show: a player and a mixer per loaded sting on the render
+// graph, playback of trimmed ranges with loops and fades, stops, levels, live trim and loop
+// changes, events to observers, and recovery after the output changed or the system woke.
+//
+// Every operation runs on the engine's serial executor, one at a time and without waiting.
+// The public functions only post the operation there; their optional callbacks run there when
+// it is done. Platform callbacks (completions, timers, the configuration change) hold the
+// engine weakly and also just post operations.
+#include <functional>
+#include <memory>
+#include <optional>
+#include <unordered_map>
+#include <vector>
+
+#include "audio/engine/engine_error.h"
+#include "audio/engine/engine_event.h"
+#include "audio/engine/executor.h"
+#include "audio/engine/sting_node.h"
+#include "audio/graph/audio_engine.h"
+#include "base/log.h"
+#include "base/result.h"
+
+namespace brellow::audio {
+
+/// 0 at -120 dB or below, else 10^(dB/20) narrowed to float; no upper limit.
+float dbToGain(double dB);
+
+struct StingPosition {
+    Uuid stingID;
+    double positionSec;  // from the start of the file
+};
+
+class AudioEngineService : public std::enable_shared_from_this<AudioEngineService> {
+  public:
+    struct Options {
+        std::unique_ptr<AudioDriver> driver;
+        const HostClock* clock = &MonotonicClock::shared();
+        Executor* executor = nullptr;  // where operations run; not owned
+        Executor* delivery = nullptr;  // where observers are called; not owned
+        bool notifierThread = true;    // false: the caller pumps graph notifications
+        /// Stings whose decoded size is at most this are held in memory, larger ones streamed.
+        std::uint64_t memoryLimitBytes = 52'428'800;
+    };
+
+    static std::shared_ptr<AudioEngineService> create(Options options);
+    ~AudioEngineService();
+    AudioEngineService(const AudioEngineService&) = delete;
+    AudioEngineService& operator=(const AudioEngineService&) = delete;
+
+    using Done = std::function<void(std::optional<EngineFailure>)>;
+
+    void loadSting(const Uuid& id, const std::filesystem::path& url, double volumeDB,
+                   Done done = {});
+    void unload(const Uuid& id);
+    /// `done` receives the host time the sting starts at, or the failure.
+    void play(const Uuid& id, std::optional<double> trimInSec, std::optional<double> trimOutSec,
+              bool loop, double fadeInSec, double fadeOutSec,
+              std::function<void(Result<std::uint64_t, EngineFailure>)> done = {});
+    void stop(const Uuid& id, double fadeOutSec);
+    void stopAll(bool useFades);
+    void stopOthers(const Uuid& exceptID, double fallbackFadeSec);
+    void setVolume(const Uuid& id, double dB);
+    void setMasterVolume(double dB);
+    void setTrim(const Uuid& id, std::optional<double> trimInSec, std::optional<double> trimOutSec);
+    void setLoop(const Uuid& id, bool enabled, double fadeOutSec);
+    void currentPositions(std::function<void(std::vector<StingPosition>)> done);
+    void addObserver(std::function<void(const Event&)> handler,
+                     std::function<void(const Uuid& token)> done = {});
+    void recoverAfterWake();
+
+    /// The graph, for offline drivers and tests.
+    AudioEngine& graph() { return engine_; }
+    Executor& executor() { return *executor_; }
+    /// A node's state, for tests; call on the executor.
+    const StingNode* nodeForTesting(const Uuid& id) const;
+
+    static constexpr double kStartLeadMs = 5;
+    static constexpr std::uint64_t kMemoryLimitBytes = 52'428'800;
+    static constexpr auto kFadeStep = std::chrono::milliseconds(16);
+
+  private:
+    explicit AudioEngineService(Options options);
+    void subscribeToConfigurationChanges();
+    /// Runs `operation` on the executor if the engine still exists then.
+    void submit(std::function<void(AudioEngineService&)> operation);
+
+    // Operations, on the executor.
+    Result<void, EngineFailure> ensureRunning();
+    Result<void, EngineFailure> doLoadSting(const Uuid& id, const std::filesystem::path& url,
+                                            double volumeDB);
+    void doUnload(const Uuid& id);
+    void teardown(StingNode& node);
+    Result<std::uint64_t, EngineFailure> doPlay(const Uuid& id, std::optional<double> trimInSec,
+                                                std::optional<double> trimOutSec, bool loop,
+                                                double fadeInSec, double fadeOutSec);
+    void scheduleFileSegment(StingNode& node);
+    /// Streams frames [start, start + count) of the node's file; completion leads to
+    /// fileSegmentCompleted.
+    void scheduleFilePass(StingNode& node, std::int64_t start, std::uint32_t count,
+                          std::uint32_t options);
+    void segmentCompleted(const Uuid& id, bool looped, std::uint64_t generation);
+    void fileSegmentCompleted(const Uuid& id, std::uint64_t generation);
+    std::optional<double> playheadPosition(const StingNode& node) const;
+    std::vector<StingPosition> doCurrentPositions();
+    void emit(const Event& event);
+
+    void startFadeTimer(const Uuid& id);
+    void cancelFadeTimer(StingNode& node);
+    void fadeTick(const Uuid& id);
+    void immediateStop(StingNode& node);
+    void doStop(const Uuid& id, double fadeOutSec);
+    void doStopAll(bool useFades);
+    void doStopOthers(const Uuid& exceptID, double fallbackFadeSec);
+    void fadeOutAndStop(const Uuid& id, double durationSec);
+    void fadeOutTick(const Uuid& id, std::uint64_t startTime, float startVolume,
+                     double durationSec);
+
+    void doSetVolume(const Uuid& id, double dB);
+    void doSetTrim(const Uuid& id, std::optional<double> trimInSec,
+                   std::optional<double> trimOutSec);
+    void doSetLoop(const Uuid& id, bool enabled, double fadeOutSec);
+
+    void handleConfigurationChange();
+    void doRecoverAfterWake();
+    void restart(const char* reason);
+    void resumeCue(const Uuid& id, double atSec);
+
+    /// Schedules frames [start, start + count) of the node's buffer; completion leads to
+    /// segmentCompleted(looped) unless `silent`.
+    Result<void, EngineFailure> scheduleBufferSegment(StingNode& node, std::int64_t start,
+                                                      std::uint32_t count, std::uint32_t options,
+                                                      bool looped, bool silent);
+    CompletionHandler segmentHandler(const Uuid& id, bool looped, std::uint64_t generation);
+    StingNode* find(const Uuid& id);
+
+    Logger log_{"AudioEngine"};
+    AudioEngine engine_;
+    Executor* executor_;
+    Executor* delivery_;
+    std::unordered_map<Uuid, std::unique_ptr<StingNode>> stings_;
+    std::unordered_map<Uuid, std::function<void(const Event&)>> observers_;
+    std::uint64_t memoryLimitBytes_;
+};
+
+/// Frames [startFrame, startFrame + frameCount) of `source` as a new buffer.
+Result<std::shared_ptr<PcmBuffer>, EngineError> makeSegment(const PcmBuffer& source,
+                                                            std::int64_t startFrame,
+                                                            std::uint32_t frameCount);
+
+}  // namespace brellow::audio
