@@ -17,6 +17,8 @@ int runShow(const Arguments& args);
 int runResave(const Arguments& args);
 int runEdit(const Arguments& args);
 int runTone(const Arguments& args);
+int runPlay(const Arguments& args);
+int runRender(const Arguments& args);
 
 /// Prints "brellow-cli: <message>" to stderr and returns `code`.
 int complain(int code, const std::string& message);

@@ -18,6 +18,14 @@ constexpr const char* kUsage =
     "                                     with its JSON arguments and save in place\n"
     "  tone [--freq HZ] [--seconds SEC] [--level DB]\n"
     "                                     play a sine through the system output\n"
+    "  play PKG STING...                  play stings (by name or identifier) through the\n"
+    "                                     system output; Ctrl+C stops them with their fade-outs\n"
+    "  render PKG OUT.wav --duration SEC [--rate HZ] [ACTION...]\n"
+    "                                     render offline into a stereo float WAV; an ACTION is\n"
+    "                                     SEC:play:STING, SEC:stop:STING[:FADE], SEC:stopall,\n"
+    "                                     SEC:volume:STING:DB, SEC:master:DB,\n"
+    "                                     SEC:trim:STING:IN:OUT (empty for none),\n"
+    "                                     SEC:loop:STING:on|off, SEC:configchange or SEC:wake\n"
     "\n"
     "  --verbose   write log lines to stderr\n";
 
@@ -49,8 +57,9 @@ int main(int argc, char** argv) {
     }
 
     const std::map<std::string, int (*)(const cli::Arguments&)> commands = {
-        {"new", cli::runNew},   {"show", cli::runShow}, {"resave", cli::runResave},
-        {"edit", cli::runEdit}, {"tone", cli::runTone},
+        {"new", cli::runNew},       {"show", cli::runShow}, {"resave", cli::runResave},
+        {"edit", cli::runEdit},     {"tone", cli::runTone}, {"play", cli::runPlay},
+        {"render", cli::runRender},
     };
     const auto command = commands.find(args.front());
     if (command == commands.end()) {

@@ -199,8 +199,8 @@ void AudioEngineService::doUnload(const Uuid& id) {
 }
 
 void AudioEngineService::emit(const Event& event) {
-    for (const auto& [token, handler] : observers_) {
-        delivery_->post([handler, event] { handler(event); });
+    for (const auto& entry : observers_) {
+        delivery_->post([handler = entry.second, event] { handler(event); });
     }
 }
 

@@ -71,8 +71,8 @@ Result<std::uint64_t, EngineFailure> AudioEngineService::doPlay(const Uuid& id,
         return fail(EngineFailure{EngineError{EngineError::Code::invalidTrim, id}});
 
     const double endSec = trimOutSec ? *trimOutSec : static_cast<double>(node->totalFrames) / rate;
-    log_.notice("Play %s loop=%d trim=[%f..%f] storage=%s", id.toString().c_str(), loop ? 1 : 0,
-                startSec, endSec, node->storageName());
+    log_.notice("Play %s loop=%s trim=[%f..%f] storage=%s", id.toString().c_str(),
+                loop ? "true" : "false", startSec, endSec, node->storageName());
 
     node->fadeInSec = loop ? 0 : std::max(0.0, fadeInSec);
     node->fadeOutSec = loop ? 0 : std::max(0.0, fadeOutSec);

@@ -135,7 +135,7 @@ void PlayerState::pull(float* left, float* right, std::uint32_t frames,
             } else if (const std::int16_t* const* ints = item.buffer->int16ChannelData()) {
                 for (std::uint32_t c = 0; c < channels; ++c) {
                     for (std::uint32_t i = 0; i < take; ++i) {
-                        channelPointers_[c][i] = ints[c][from + i] / 32768.0f;
+                        channelPointers_[c][i] = static_cast<float>(ints[c][from + i]) / 32768.0f;
                     }
                 }
                 mixChannels(channelPointers_.data(), 0, take, left + filled, right + filled);
