@@ -147,10 +147,12 @@ int runRender(const Arguments& args) {
 
     const auto total = static_cast<std::uint64_t>(duration * rate);
     std::size_t next = 0;
+    bool allPerformed = true;
     while (driver.framesRendered() < total) {
         const double now = static_cast<double>(driver.framesRendered()) / rate;
         for (; next < actions.size() && actions[next].atSec <= now; ++next) {
             if (!perform(actions[next], *engine, driver, document.show())) {
+                allPerformed = false;
                 complain(kExitFailed, "render: action not carried out: " + actions[next].fields[0] +
                                           " at " + std::to_string(actions[next].atSec));
             }
@@ -164,7 +166,7 @@ int runRender(const Arguments& args) {
     if (!writeWav(args[1], driver.left(), driver.right(), rate)) {
         return complain(kExitFailed, "render: cannot write " + args[1]);
     }
-    return kExitOk;
+    return allPerformed ? kExitOk : kExitFailed;
 }
 
 }  // namespace brellow::cli

@@ -7,6 +7,8 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include "audio/engine_rig.h"
+#include "model/show_codec.h"
 #include "support/test_support.h"
 
 namespace brellow {
@@ -106,6 +108,52 @@ TEST(Cli, VerboseSendsLogLinesToStderr) {
     EXPECT_EQ(verbose.err.find("Opened show with 1 page(s), 0 sting(s)") != std::string::npos,
               true);
     EXPECT_EQ(quiet.err.find("Opened show"), std::string::npos);
+}
+
+TEST(Cli, RenderPlaysAShowOfflineWithTimedActionsAndPrintsItsEvents) {
+    test::TempDir dir;
+    const fs::path package = dir / "Render.stingshow";
+    Show show = makeNewShow();
+    Sting hit = test::makeSting("Hit");
+    Sting bed = test::makeSting("Bed");
+    bed.loop = true;
+    show.pages[0].stings = {hit, bed};
+    test::writePackage(package, show);
+    audio::test::writeSting(package / "Media" / hit.mediaFilename, 48000, 48000,
+                            [](std::int64_t) { return 0.5f; });
+    audio::test::writeSting(package / "Media" / bed.mediaFilename, 44100, 4410,
+                            [](std::int64_t) { return 0.25f; });
+
+    const fs::path wav = dir / "out.wav";
+    const CliRun run =
+        cli({"render", package.string(), wav.string(), "--duration", "2", "0:play:Hit",
+             "0.5:master:-6", "1.2:play:" + test::toLower(bed.id.toString()), "1.5:stopall"},
+            dir.path());
+    ASSERT_EQ(run.exitCode, 0) << run.err;
+    const std::string hitID = hit.id.toString(), bedID = bed.id.toString();
+    EXPECT_NE(run.out.find("0.000000 playbackStarted " + hitID + " hostTime="), std::string::npos)
+        << run.out;
+    EXPECT_NE(run.out.find("playbackStopped " + hitID + " reason=completed"), std::string::npos);
+    EXPECT_NE(run.out.find("playbackStarted " + bedID), std::string::npos);
+    EXPECT_NE(run.out.find("playbackStopped " + bedID + " reason=user"), std::string::npos);
+
+    auto rendered = audio::AudioFile::open(wav);
+    ASSERT_TRUE(rendered);
+    EXPECT_EQ((*rendered)->length(), 96000);
+    std::vector<float> left(96000), right(96000);
+    float* channels[2] = {left.data(), right.data()};
+    ASSERT_TRUE((*rendered)->readRange(0, 96000, channels));
+    EXPECT_FLOAT_EQ(left[12000], 0.5f);
+    EXPECT_NEAR(left[36000], 0.5f * 0.501f, 0.001f);    // the master at -6 dB
+    EXPECT_EQ(left[52800], 0.0f);                       // Hit ended at 1.005 s
+    EXPECT_NEAR(right[64000], 0.25f * 0.501f, 0.002f);  // the converted loop
+    EXPECT_EQ(left[80000], 0.0f);                       // stopped at 1.5 s
+
+    const CliRun bad =
+        cli({"render", package.string(), wav.string(), "--duration", "0.1", "0:play:Nobody"},
+            dir.path());
+    EXPECT_EQ(bad.exitCode, 1);
+    EXPECT_NE(bad.err.find("not carried out"), std::string::npos);
 }
 
 }  // namespace brellow

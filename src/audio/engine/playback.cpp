@@ -157,6 +157,10 @@ void AudioEngineService::segmentCompleted(const Uuid& id, bool looped, std::uint
         return;
     }
     cancelFadeTimer(*node);
+    // The run is over: its player stops, so a finished sting reports no playhead and is not
+    // stopped a second time by stop-all or solo.
+    node->player->stop();
+    ++node->generation;
     node->playIntent = false;
     emit(event::PlaybackStopped{id, StopReason::completed});
 }
