@@ -1,0 +1,137 @@
+// The engine's own costs: how soon an observer hears playbackStarted after play, and how much
+// of a core the executor spends on 64 stings with fades. Prints its figures.
+#include <pthread.h>
+#include <time.h>
+
+#include <algorithm>
+#include <chrono>
+#include <condition_variable>
+#include <cstdio>
+#include <filesystem>
+#include <future>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+#include <sndfile.h>
+
+#include "audio/drivers/null_driver.h"
+#include "audio/engine/audio_engine_service.h"
+#include "audio/graph/rt_guard.h"
+#include "base/log.h"
+
+using namespace brellow;
+using namespace brellow::audio;
+using namespace std::chrono_literals;
+
+namespace {
+
+std::filesystem::path writeTone(const std::filesystem::path& path, int frames) {
+    SF_INFO info{};
+    info.samplerate = 48000;
+    info.channels = 2;
+    info.format = SF_FORMAT_CAF | SF_FORMAT_FLOAT;
+    SNDFILE* file = sf_open(path.c_str(), SFM_WRITE, &info);
+    std::vector<float> samples(static_cast<std::size_t>(frames) * 2, 0.1f);
+    sf_writef_float(file, samples.data(), frames);
+    sf_close(file);
+    return path;
+}
+
+double threadCpuSeconds() {
+    timespec ts{};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &ts);
+    return static_cast<double>(ts.tv_sec) + static_cast<double>(ts.tv_nsec) / 1e9;
+}
+
+struct Rig {
+    ThreadExecutor executor;
+    ThreadExecutor delivery;
+    std::shared_ptr<AudioEngineService> engine;
+    Rig() {
+        AudioEngineService::Options options;
+        options.driver = std::make_unique<NullDriver>(48000, 256);
+        options.executor = &executor;
+        options.delivery = &delivery;
+        engine = AudioEngineService::create(std::move(options));
+    }
+    // Runs `job` on the executor and waits for it.
+    template <class T>
+    T onExecutor(std::function<T()> job) {
+        std::promise<T> result;
+        executor.post([&] { result.set_value(job()); });
+        return result.get_future().get();
+    }
+};
+
+}  // namespace
+
+int main() {
+    logging::setSinks({});
+    const auto dir = std::filesystem::temp_directory_path() / "brellow-engine-bench";
+    std::filesystem::create_directories(dir);
+
+    {  // play to playbackStarted at an observer
+        Rig rig;
+        std::mutex mutex;
+        std::condition_variable heard;
+        std::uint64_t heardAt = 0;
+        rig.engine->addObserver([&](const Event& event) {
+            if (!std::holds_alternative<event::PlaybackStarted>(event)) return;
+            const std::lock_guard lock(mutex);
+            heardAt = MonotonicClock::shared().now();
+            heard.notify_all();
+        });
+        const Uuid id = Uuid::generate();
+        rig.engine->loadSting(id, writeTone(dir / "tone.caf", 48000 * 5), 0);
+        std::vector<double> latencies;
+        for (int trial = 0; trial < 501; ++trial) {
+            std::unique_lock lock(mutex);
+            heardAt = 0;
+            lock.unlock();
+            const std::uint64_t command = MonotonicClock::shared().now();
+            rig.engine->play(id, std::nullopt, std::nullopt, false, 0.1, 0.1);
+            lock.lock();
+            heard.wait_for(lock, 1s, [&] { return heardAt != 0; });
+            if (trial > 0 && heardAt != 0)
+                latencies.push_back(static_cast<double>(heardAt - command) / 1e6);
+            lock.unlock();
+            std::this_thread::sleep_for(2ms);
+        }
+        std::sort(latencies.begin(), latencies.end());
+        std::printf(
+            "play to playbackStarted at an observer (%zu trials): min %.3f ms, median %.3f ms, "
+            "p99 %.3f ms, max %.3f ms\n",
+            latencies.size(), latencies.front(), latencies[latencies.size() / 2],
+            latencies[latencies.size() * 99 / 100], latencies.back());
+    }
+
+    {  // 64 stings with fades: executor work per second
+        Rig rig;
+        std::vector<Uuid> ids;
+        const auto tone = writeTone(dir / "long.caf", 48000 * 12);
+        for (int i = 0; i < 64; ++i) {
+            ids.push_back(Uuid::generate());
+            rig.engine->loadSting(ids.back(), tone, -12);
+        }
+        for (const Uuid& id : ids)
+            rig.engine->play(id, 0.0, 10.0, false, 2.0, 2.0);
+        std::this_thread::sleep_for(100ms);
+        RenderThreadViolations::allocations = 0;
+        RenderThreadViolations::locks = 0;
+        const double before = rig.onExecutor<double>(threadCpuSeconds);
+        const auto start = std::chrono::steady_clock::now();
+        std::this_thread::sleep_for(5s);
+        const double after = rig.onExecutor<double>(threadCpuSeconds);
+        const double wall =
+            std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+        std::printf(
+            "64 stings fading in and out: executor busy %.2f ms per second (%.2f%% of a core); "
+            "render thread allocations %llu, locks %llu\n",
+            (after - before) / wall * 1000, (after - before) / wall * 100,
+            static_cast<unsigned long long>(RenderThreadViolations::allocations.load()),
+            static_cast<unsigned long long>(RenderThreadViolations::locks.load()));
+    }
+    std::filesystem::remove_all(dir);
+    return 0;
+}
