@@ -12,8 +12,11 @@ packages=(
   libglib2.0-dev libsystemd-dev nlohmann-json3-dev uuid-dev
   # audio: device output, files, resampling (all three resamplers for the comparison benchmark)
   librtaudio-dev libasound2-dev libpulse-dev libsndfile1-dev libsoxr-dev libsamplerate0-dev libspeexdsp-dev
-  # audio tests: a real sound server with a null sink, and an independent audio tool
-  pulseaudio pulseaudio-utils sox
+  # import: FFmpeg decoding
+  libavformat-dev libavcodec-dev libswresample-dev libavutil-dev
+  # audio tests: a real sound server with a null sink, and independent tools that make and
+  # check audio files
+  pulseaudio pulseaudio-utils sox libsox-fmt-all ffmpeg
   # tests and benchmarks
   libgtest-dev libgmock-dev libbenchmark-dev
 )

@@ -19,6 +19,8 @@ int runEdit(const Arguments& args);
 int runTone(const Arguments& args);
 int runPlay(const Arguments& args);
 int runRender(const Arguments& args);
+int runImport(const Arguments& args);
+int runPeaks(const Arguments& args);
 
 /// Prints "brellow-cli: <message>" to stderr and returns `code`.
 int complain(int code, const std::string& message);

@@ -1,3 +1,4 @@
+#include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <map>
@@ -26,6 +27,8 @@ constexpr const char* kUsage =
     "                                     SEC:volume:STING:DB, SEC:master:DB,\n"
     "                                     SEC:trim:STING:IN:OUT (empty for none),\n"
     "                                     SEC:loop:STING:on|off, SEC:configchange or SEC:wake\n"
+    "  import PKG FILE...                 import audio files into the active page and save\n"
+    "  peaks FILE.bin                     print a waveform file's peaks per second and count\n"
     "\n"
     "  --verbose   write log lines to stderr\n";
 
@@ -33,6 +36,8 @@ constexpr const char* kUsage =
 
 int main(int argc, char** argv) {
     using namespace brellow;
+    // A write past a file-size limit fails with an error we report, instead of ending us.
+    std::signal(SIGXFSZ, SIG_IGN);
     std::vector<std::string> args(argv + 1, argv + argc);
     bool verbose = false;
     while (!args.empty() && args.front().starts_with("--")) {
@@ -57,9 +62,9 @@ int main(int argc, char** argv) {
     }
 
     const std::map<std::string, int (*)(const cli::Arguments&)> commands = {
-        {"new", cli::runNew},       {"show", cli::runShow}, {"resave", cli::runResave},
-        {"edit", cli::runEdit},     {"tone", cli::runTone}, {"play", cli::runPlay},
-        {"render", cli::runRender},
+        {"new", cli::runNew},       {"show", cli::runShow},     {"resave", cli::runResave},
+        {"edit", cli::runEdit},     {"tone", cli::runTone},     {"play", cli::runPlay},
+        {"render", cli::runRender}, {"import", cli::runImport}, {"peaks", cli::runPeaks},
     };
     const auto command = commands.find(args.front());
     if (command == commands.end()) {
