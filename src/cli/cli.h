@@ -1,5 +1,6 @@
 #pragma once
 // brellow-cli: build, inspect and check shows from a terminal.
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -21,6 +22,11 @@ int runPlay(const Arguments& args);
 int runRender(const Arguments& args);
 int runImport(const Arguments& args);
 int runPeaks(const Arguments& args);
+
+/// Seeds the package's empty show with the demonstration stings and saves it.
+int seedNewShow(const std::filesystem::path& package);
+/// Where the demonstration stings are.
+std::filesystem::path demoFolder();
 
 /// Prints "brellow-cli: <message>" to stderr and returns `code`.
 int complain(int code, const std::string& message);

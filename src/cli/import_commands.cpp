@@ -1,4 +1,5 @@
 // brellow-cli import and peaks: audio files into a show package, and a look at a waveform file.
+#include <algorithm>
 #include <cstdio>
 #include <iostream>
 
@@ -30,7 +31,23 @@ int runImport(const Arguments& args) {
     if (auto read = document->read(args[0]); !read)
         return complain(kExitFailed, read.error().message);
     auto page = std::make_shared<PrintingPage>();
-    std::vector<std::filesystem::path> files(args.begin() + 1, args.end());
+    // A folder stands for the files in it, by name; hidden files are left out.
+    std::vector<std::filesystem::path> files;
+    for (auto it = args.begin() + 1; it != args.end(); ++it) {
+        std::error_code error;
+        if (!std::filesystem::is_directory(*it, error)) {
+            files.emplace_back(*it);
+            continue;
+        }
+        std::vector<std::filesystem::path> inFolder;
+        for (const auto& entry : std::filesystem::directory_iterator(*it, error)) {
+            if (entry.is_regular_file() && entry.path().filename().string().front() != '.') {
+                inFolder.push_back(entry.path());
+            }
+        }
+        std::sort(inFolder.begin(), inFolder.end());
+        files.insert(files.end(), inFolder.begin(), inFolder.end());
+    }
     bool done = false;
     std::size_t failures = 0;
     importStingFiles({document, nullptr, page}, files, [&](std::size_t failed) {
@@ -43,6 +60,31 @@ int runImport(const Arguments& args) {
         return complain(kExitFailed, saved.error().message);
     std::cout << (files.size() - failures) << " of " << files.size() << " imported\n";
     return failures == 0 ? kExitOk : kExitFailed;
+}
+
+int seedNewShow(const std::filesystem::path& package) {
+    auto document = std::make_shared<ShowDocument>();
+    if (auto read = document->read(package); !read)
+        return complain(kExitFailed, read.error().message);
+    bool done = false;
+    seedDemoStings({document, nullptr, std::make_shared<PrintingPage>()}, demoFolder(),
+                   [&] { done = true; });
+    while (!done)
+        g_main_context_iteration(nullptr, TRUE);
+    if (auto saved = document->save(package); !saved)
+        return complain(kExitFailed, saved.error().message);
+    return kExitOk;
+}
+
+std::filesystem::path demoFolder() {
+    // Installed beside the program in share/brellow/Demo; in the build tree, the source's.
+    std::error_code error;
+    const auto self = std::filesystem::read_symlink("/proc/self/exe", error);
+    for (const auto& candidate : {self.parent_path().parent_path() / "share/brellow/Demo",
+                                  std::filesystem::path(BRELLOW_SOURCE_RESOURCES) / "Demo"}) {
+        if (std::filesystem::is_directory(candidate, error)) return candidate;
+    }
+    return std::filesystem::path(BRELLOW_SOURCE_RESOURCES) / "Demo";
 }
 
 int runPeaks(const Arguments& args) {

@@ -12,7 +12,9 @@ namespace {
 constexpr const char* kUsage =
     "usage: brellow-cli [--verbose] COMMAND ...\n"
     "\n"
-    "  new DEST.stingshow [--name NAME]   write a new, empty show package\n"
+    "  new DEST.stingshow [--name NAME] [--demo]\n"
+    "                                     write a new show package (--demo: with the\n"
+    "                                     demonstration stings)\n"
     "  show PKG                           open a package and print its show.json\n"
     "  resave PKG DEST                    open PKG and save it as the package DEST\n"
     "  edit PKG COMMAND JSON              apply one edit (setTrim, rename, createPage, ...)\n"
@@ -27,7 +29,8 @@ constexpr const char* kUsage =
     "                                     SEC:volume:STING:DB, SEC:master:DB,\n"
     "                                     SEC:trim:STING:IN:OUT (empty for none),\n"
     "                                     SEC:loop:STING:on|off, SEC:configchange or SEC:wake\n"
-    "  import PKG FILE...                 import audio files into the active page and save\n"
+    "  import PKG FILE|FOLDER...          import audio files (a folder: the files in it) into\n"
+    "                                     the active page and save\n"
     "  peaks FILE.bin                     print a waveform file's peaks per second and count\n"
     "\n"
     "  --verbose   write log lines to stderr\n";

@@ -39,8 +39,11 @@ int runNew(const Arguments& args) {
     if (args.empty()) return complain(kExitUsage, "new: DEST missing");
     fs::path destination = args[0];
     std::string name = "Untitled Show";
+    bool demo = false;
     for (std::size_t i = 1; i < args.size(); ++i) {
-        if (args[i] == "--name" && i + 1 < args.size()) {
+        if (args[i] == "--demo") {
+            demo = true;
+        } else if (args[i] == "--name" && i + 1 < args.size()) {
             name = args[++i];
         } else {
             return complain(kExitUsage, "new: unexpected argument " + args[i]);
@@ -53,6 +56,9 @@ int runNew(const Arguments& args) {
     ShowDocument document;
     document.mutableShow().name = name;
     if (auto saved = document.save(destination); !saved) return reportDocumentError(saved.error());
+    if (demo) {
+        if (const int seeded = seedNewShow(destination); seeded != kExitOk) return seeded;
+    }
     std::cout << destination.string() << '\n';
     return kExitOk;
 }
