@@ -16,7 +16,7 @@ namespace {
 // What the page would show, printed instead.
 class PrintingPage final : public PageMessenger {
   public:
-    void sendEvent(const nlohmann::json& event) override {
+    void sendEvent(const nlohmann::ordered_json& event) override {
         if (event.value("type", "") == "toast")
             std::cerr << "brellow-cli: " << event.value("message", "") << '\n';
     }

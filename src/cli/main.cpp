@@ -32,6 +32,9 @@ constexpr const char* kUsage =
     "  import PKG FILE|FOLDER...          import audio files (a folder: the files in it) into\n"
     "                                     the active page and save\n"
     "  peaks FILE.bin                     print a waveform file's peaks per second and count\n"
+    "  bridge PKG                         the page protocol on stdin: \"HANDLER JSON\",\n"
+    "                                     \"wait MS\" or \"save\"; prints every script sent\n"
+    "                                     to the page\n"
     "\n"
     "  --verbose   write log lines to stderr\n";
 
@@ -68,6 +71,7 @@ int main(int argc, char** argv) {
         {"new", cli::runNew},       {"show", cli::runShow},     {"resave", cli::runResave},
         {"edit", cli::runEdit},     {"tone", cli::runTone},     {"play", cli::runPlay},
         {"render", cli::runRender}, {"import", cli::runImport}, {"peaks", cli::runPeaks},
+        {"bridge", cli::runBridge},
     };
     const auto command = commands.find(args.front());
     if (command == commands.end()) {

@@ -9,7 +9,7 @@ class PageMessenger {
   public:
     virtual ~PageMessenger() = default;
     /// Sends `{"type": ..., ...}` to the page.
-    virtual void sendEvent(const nlohmann::json& event) = 0;
+    virtual void sendEvent(const nlohmann::ordered_json& event) = 0;
     /// Sends the whole show to the page.
     virtual void sendStateSnapshot() = 0;
 };

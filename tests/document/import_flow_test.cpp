@@ -13,9 +13,9 @@ namespace {
 
 class RecordingPage final : public PageMessenger {
   public:
-    void sendEvent(const nlohmann::json& event) override { events.push_back(event); }
+    void sendEvent(const nlohmann::ordered_json& event) override { events.push_back(event); }
     void sendStateSnapshot() override { ++snapshots; }
-    std::vector<nlohmann::json> events;
+    std::vector<nlohmann::ordered_json> events;
     int snapshots = 0;
 };
 
