@@ -21,6 +21,9 @@ packages=(
   libgtest-dev libgmock-dev libbenchmark-dev
 )
 
+# Node runs the page-side scripts in tests; any recent one will do, so keep one already there.
+command -v node >/dev/null 2>&1 || packages+=(nodejs)
+
 missing=()
 for pkg in "${packages[@]}"; do
   if ! dpkg-query -W -f='${Status}' "$pkg" 2>/dev/null | grep -q 'install ok installed'; then
