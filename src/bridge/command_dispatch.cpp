@@ -106,7 +106,7 @@ void BrellowBridge::play(const Uuid& id) {
     engine_->play(id, sting ? sting->trimInSec : std::nullopt,
                   sting ? sting->trimOutSec : std::nullopt, sting && sting->loop,
                   sting ? sting->fadeInSec : 0, sting ? sting->fadeOutSec : 0,
-                  [weak](Result<std::uint64_t, audio::EngineFailure> started) {
+                  [weak](const Result<std::uint64_t, audio::EngineFailure>& started) {
                       if (started) return;
                       postToMainContext([weak, message = started.error().description()] {
                           if (auto bridge = weak.lock())

@@ -24,10 +24,10 @@ void fireSting(audio::AudioEngineService& engine, const Show& show, const Sting&
 }
 
 bool openWithEngine(ShowDocument& document, const std::string& package,
-                    std::shared_ptr<audio::AudioEngineService> engine,
+                    const std::shared_ptr<audio::AudioEngineService>& engine,
                     const std::function<void()>& spin) {
     bool loaded = false;
-    loadStingsOnOpen(document, std::move(engine), [&] { loaded = true; });
+    loadStingsOnOpen(document, engine, [&] { loaded = true; });
     if (auto read = document.read(package); !read) {
         complain(kExitFailed, read.error().message);
         return false;

@@ -20,7 +20,7 @@ void fireSting(audio::AudioEngineService& engine, const Show& show, const Sting&
 /// Reads `package` into `document`, loading its stings into `engine`; `spin` is called until
 /// loading is done (it should run the main context and, for a manual executor, the engine).
 bool openWithEngine(ShowDocument& document, const std::string& package,
-                    std::shared_ptr<audio::AudioEngineService> engine,
+                    const std::shared_ptr<audio::AudioEngineService>& engine,
                     const std::function<void()>& spin);
 
 }  // namespace brellow::cli

@@ -36,7 +36,7 @@ struct LoadRun : std::enable_shared_from_this<LoadRun> {
         if (!service) return;  // the show went away
         auto self = shared_from_this();
         service->loadSting(request.stingID, request.mediaPath, request.volumeDB,
-                           [self](std::optional<audio::EngineFailure> failure) {
+                           [self](const std::optional<audio::EngineFailure>& failure) {
                                postToMainContext(
                                    [self, failure] {
                                        if (failure) {
@@ -53,7 +53,7 @@ struct LoadRun : std::enable_shared_from_this<LoadRun> {
 }  // namespace
 
 void loadStingsInBackground(std::vector<StingLoadRequest> requests,
-                            std::shared_ptr<audio::AudioEngineService> engine,
+                            const std::shared_ptr<audio::AudioEngineService>& engine,
                             std::function<void()> finished, GMainContext* context) {
     auto run = std::make_shared<LoadRun>();
     run->requests = std::move(requests);
@@ -63,7 +63,8 @@ void loadStingsInBackground(std::vector<StingLoadRequest> requests,
     run->scheduleStep();
 }
 
-void loadStingsOnOpen(ShowDocument& document, std::shared_ptr<audio::AudioEngineService> engine,
+void loadStingsOnOpen(ShowDocument& document,
+                      const std::shared_ptr<audio::AudioEngineService>& engine,
                       std::function<void()> finished) {
     document.setStingLoadHandler(
         [engine, finished = std::move(finished)](std::vector<StingLoadRequest> requests) {

@@ -16,11 +16,12 @@ namespace brellow {
 /// Starts loading and returns at once. `finished`, if given, runs on the main context after
 /// the last entry. Works from the list it is handed, so edits meanwhile change nothing.
 void loadStingsInBackground(std::vector<StingLoadRequest> requests,
-                            std::shared_ptr<audio::AudioEngineService> engine,
+                            const std::shared_ptr<audio::AudioEngineService>& engine,
                             std::function<void()> finished = {}, GMainContext* context = nullptr);
 
 /// Makes every successful read of `document` load its stings into `engine`.
-void loadStingsOnOpen(ShowDocument& document, std::shared_ptr<audio::AudioEngineService> engine,
+void loadStingsOnOpen(ShowDocument& document,
+                      const std::shared_ptr<audio::AudioEngineService>& engine,
                       std::function<void()> finished = {});
 
 }  // namespace brellow
