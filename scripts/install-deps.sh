@@ -10,6 +10,8 @@ packages=(
   clang clang-format clang-tidy libclang-rt-14-dev
   # libraries
   libglib2.0-dev libsystemd-dev nlohmann-json3-dev uuid-dev
+  # update checking: HTTPS and XML
+  libsoup-3.0-dev libxml2-dev glib-networking
   # audio: device output, files, resampling (all three resamplers for the comparison benchmark)
   librtaudio-dev libasound2-dev libpulse-dev libsndfile1-dev libsoxr-dev libsamplerate0-dev libspeexdsp-dev
   # import: FFmpeg decoding

@@ -35,6 +35,8 @@ constexpr const char* kUsage =
     "  bridge PKG                         the page protocol on stdin: \"HANDLER JSON\",\n"
     "                                     \"wait MS\" or \"save\"; prints every script sent\n"
     "                                     to the page\n"
+    "  check-updates [--feed URL] [--version V] [--channel C] [--timeout SEC]\n"
+    "                                     check the update feed once and say what it offers\n"
     "\n"
     "  --verbose   write log lines to stderr\n";
 
@@ -68,10 +70,17 @@ int main(int argc, char** argv) {
     }
 
     const std::map<std::string, int (*)(const cli::Arguments&)> commands = {
-        {"new", cli::runNew},       {"show", cli::runShow},     {"resave", cli::runResave},
-        {"edit", cli::runEdit},     {"tone", cli::runTone},     {"play", cli::runPlay},
-        {"render", cli::runRender}, {"import", cli::runImport}, {"peaks", cli::runPeaks},
+        {"new", cli::runNew},
+        {"show", cli::runShow},
+        {"resave", cli::runResave},
+        {"edit", cli::runEdit},
+        {"tone", cli::runTone},
+        {"play", cli::runPlay},
+        {"render", cli::runRender},
+        {"import", cli::runImport},
+        {"peaks", cli::runPeaks},
         {"bridge", cli::runBridge},
+        {"check-updates", cli::runCheckUpdates},
     };
     const auto command = commands.find(args.front());
     if (command == commands.end()) {
