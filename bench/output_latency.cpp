@@ -26,12 +26,13 @@ constexpr std::size_t kChunk = 64;  // frames per read of the monitor
 class MonitorClock {
   public:
     MonitorClock() {
-        pa_sample_spec spec{PA_SAMPLE_FLOAT32LE, static_cast<std::uint32_t>(kRate), 1};
+        pa_sample_spec format{PA_SAMPLE_FLOAT32LE, static_cast<std::uint32_t>(kRate), 1};
         pa_buffer_attr attr{static_cast<std::uint32_t>(-1), static_cast<std::uint32_t>(-1),
                             static_cast<std::uint32_t>(-1), static_cast<std::uint32_t>(-1),
                             static_cast<std::uint32_t>(kChunk * sizeof(float))};
-        stream_ = pa_simple_new(nullptr, "brellow-latency", PA_STREAM_RECORD,
-                                "brellow_null.monitor", "monitor", &spec, nullptr, &attr, nullptr);
+        stream_ =
+            pa_simple_new(nullptr, "brellow-latency", PA_STREAM_RECORD, "brellow_null.monitor",
+                          "monitor", &format, nullptr, &attr, nullptr);
         if (stream_ != nullptr) thread_ = std::thread([this] { run(); });
     }
     ~MonitorClock() {

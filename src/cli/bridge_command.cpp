@@ -19,15 +19,9 @@ int runBridge(const Arguments& args) {
     std::setvbuf(stdout, nullptr, _IOLBF, 0);
     audio::VirtualClock clock;
     audio::ManualExecutor executor(clock);
-    auto offline = std::make_unique<audio::OfflineDriver>(clock, 48000, 256);
-    offline->setCapturing(false);
-    audio::OfflineDriver& driver = *offline;
-    audio::AudioEngineService::Options options;
-    options.driver = std::move(offline);
-    options.clock = &clock;
-    options.executor = &executor;
-    options.notifierThread = false;
-    auto engine = audio::AudioEngineService::create(std::move(options));
+    audio::OfflineDriver* output = nullptr;
+    auto engine = makeOfflineEngine(clock, executor, 48000, /*capture=*/false, output);
+    audio::OfflineDriver& driver = *output;
 
     // Everything settles when neither the main context nor the engine has work left.
     auto settle = [&] {

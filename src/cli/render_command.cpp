@@ -124,14 +124,9 @@ int runRender(const Arguments& args) {
     std::setvbuf(stdout, nullptr, _IOLBF, 0);  // events interleave with log lines in order
     audio::VirtualClock clock;
     audio::ManualExecutor executor(clock);
-    auto offline = std::make_unique<audio::OfflineDriver>(clock, rate, 256);
-    audio::OfflineDriver& driver = *offline;
-    audio::AudioEngineService::Options options;
-    options.driver = std::move(offline);
-    options.clock = &clock;
-    options.executor = &executor;
-    options.notifierThread = false;
-    auto engine = audio::AudioEngineService::create(std::move(options));
+    audio::OfflineDriver* output = nullptr;
+    auto engine = makeOfflineEngine(clock, executor, rate, /*capture=*/true, output);
+    audio::OfflineDriver& driver = *output;
     engine->addObserver([&](const audio::Event& event) {
         std::printf("%.6f %s\n", static_cast<double>(driver.framesRendered()) / rate,
                     audio::describeEvent(event).c_str());

@@ -5,16 +5,12 @@
 
 namespace brellow::audio {
 
+using test::dc;
 using test::EngineRig;
+using test::seconds;
 using test::writeSting;
 
 namespace {
-float dc(std::int64_t) {
-    return 1.0f;
-}
-float seconds(std::int64_t frame) {
-    return static_cast<float>(frame) / 48000.0f;
-}
 constexpr double kLead = 0.005;  // a sting's first frame sounds 5 ms after play
 constexpr float kStep = 0.04f;   // one 16 ms fade step plus the ramp across a period
 }  // namespace

@@ -5,17 +5,12 @@
 
 namespace brellow::audio {
 
+using test::dc;
 using test::EngineRig;
+using test::seconds;
 using test::writeSting;
 
 namespace {
-float dc(std::int64_t) {
-    return 1.0f;
-}
-// A ramp that tells where in the file a sample came from: frame / 48000.
-float seconds(std::int64_t frame) {
-    return static_cast<float>(frame) / 48000.0f;
-}
 std::optional<EngineError::Code> codeOf(const EngineFailure& failure) {
     const EngineError* error = failure.engineError();
     return error != nullptr ? std::optional(error->code) : std::nullopt;

@@ -14,6 +14,15 @@
 
 namespace brellow::audio::test {
 
+/// Test signals: a constant level, and a ramp telling where in the file a sample came from
+/// (its frame divided by 48,000).
+inline float dc(std::int64_t) {
+    return 1.0f;
+}
+inline float seconds(std::int64_t frame) {
+    return static_cast<float>(frame) / 48000.0f;
+}
+
 /// Writes a mono or stereo float CAF whose samples are `sample(frame)`.
 inline std::filesystem::path writeSting(const std::filesystem::path& path, double rate,
                                         std::int64_t frames,

@@ -131,6 +131,11 @@ class AudioEngineService : public std::enable_shared_from_this<AudioEngineServic
     Result<void, EngineFailure> scheduleBufferSegment(StingNode& node, std::int64_t start,
                                                       std::uint32_t count, std::uint32_t options,
                                                       bool looped, bool silent);
+    /// Schedules a buffer sting to sound from `resumeFrame` to the end of its range and, when
+    /// looped, to loop the whole range after that; true when the loop starts at once (the
+    /// resume point was the range's start).
+    bool scheduleRestOfRange(StingNode& node, std::int64_t resumeFrame, std::uint32_t tailCount,
+                             std::int64_t startFrame, std::uint32_t loopCount);
     CompletionHandler segmentHandler(const Uuid& id, bool looped, std::uint64_t generation);
     StingNode* find(const Uuid& id);
 

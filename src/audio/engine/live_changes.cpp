@@ -75,17 +75,7 @@ void AudioEngineService::doSetTrim(const Uuid& id, std::optional<double> trimInS
     if (tailCount == 0) return;
     node->playheadOffsetSec = (resumeAt - newIn) - playerSeconds;
     ++node->generation;  // the interrupted segment's completion no longer counts
-    if (!looped) {
-        (void)scheduleBufferSegment(*node, resumeFrame, tailCount, kPlayerOptionInterrupts, false,
-                                    false);
-    } else if (loopCount <= tailCount) {
-        (void)scheduleBufferSegment(*node, startFrame, loopCount,
-                                    kPlayerOptionLoops | kPlayerOptionInterrupts, true, false);
-    } else {
-        (void)scheduleBufferSegment(*node, resumeFrame, tailCount, kPlayerOptionInterrupts, false,
-                                    true);
-        (void)scheduleBufferSegment(*node, startFrame, loopCount, kPlayerOptionLoops, true, true);
-    }
+    (void)scheduleRestOfRange(*node, resumeFrame, tailCount, startFrame, loopCount);
 }
 
 void AudioEngineService::doSetLoop(const Uuid& id, bool enabled, double fadeOutSec) {

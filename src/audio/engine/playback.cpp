@@ -44,6 +44,24 @@ Result<void, EngineFailure> AudioEngineService::scheduleBufferSegment(StingNode&
     return {};
 }
 
+bool AudioEngineService::scheduleRestOfRange(StingNode& node, std::int64_t resumeFrame,
+                                             std::uint32_t tailCount, std::int64_t startFrame,
+                                             std::uint32_t loopCount) {
+    if (!node.currentlyLooped) {
+        (void)scheduleBufferSegment(node, resumeFrame, tailCount, kPlayerOptionInterrupts, false,
+                                    false);
+        return false;
+    }
+    if (loopCount <= tailCount) {
+        (void)scheduleBufferSegment(node, startFrame, loopCount,
+                                    kPlayerOptionLoops | kPlayerOptionInterrupts, true, false);
+        return true;
+    }
+    (void)scheduleBufferSegment(node, resumeFrame, tailCount, kPlayerOptionInterrupts, false, true);
+    (void)scheduleBufferSegment(node, startFrame, loopCount, kPlayerOptionLoops, true, true);
+    return false;
+}
+
 Result<std::uint64_t, EngineFailure> AudioEngineService::doPlay(const Uuid& id,
                                                                 std::optional<double> trimInSec,
                                                                 std::optional<double> trimOutSec,

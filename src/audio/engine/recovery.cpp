@@ -76,17 +76,8 @@ void AudioEngineService::resumeCue(const Uuid& id, double atSec) {
         // The rest of the pass from the cue's position, then (looped) the next whole pass.
         scheduleFilePass(*node, resumeFrame, tailCount, kPlayerOptionNone);
         if (node->currentlyLooped) scheduleFileSegment(*node);
-    } else if (!node->currentlyLooped) {
-        (void)scheduleBufferSegment(*node, resumeFrame, tailCount, kPlayerOptionInterrupts, false,
-                                    false);
-    } else if (loopCount <= tailCount) {
-        node->playheadOffsetSec = 0;
-        (void)scheduleBufferSegment(*node, startFrame, loopCount,
-                                    kPlayerOptionLoops | kPlayerOptionInterrupts, true, false);
-    } else {
-        (void)scheduleBufferSegment(*node, resumeFrame, tailCount, kPlayerOptionInterrupts, false,
-                                    true);
-        (void)scheduleBufferSegment(*node, startFrame, loopCount, kPlayerOptionLoops, true, true);
+    } else if (scheduleRestOfRange(*node, resumeFrame, tailCount, startFrame, loopCount)) {
+        node->playheadOffsetSec = 0;  // the loop starts over from the range's start
     }
     node->player->play();
     node->playIntent = true;
