@@ -54,7 +54,9 @@ class FeedServer {
         GError* error = nullptr;
         soup_server_listen_local(server_, 0, SOUP_SERVER_LISTEN_IPV4_ONLY, &error);
         GSList* uris = soup_server_get_uris(server_);
-        base_ = g_uri_to_string(static_cast<GUri*>(uris->data));
+        gchar* address = g_uri_to_string(static_cast<GUri*>(uris->data));
+        base_ = address;
+        g_free(address);
         g_slist_free_full(uris, reinterpret_cast<GDestroyNotify>(g_uri_unref));
         if (base_.back() == '/') base_.pop_back();
     }
