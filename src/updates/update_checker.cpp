@@ -73,7 +73,7 @@ struct Fetch : std::enable_shared_from_this<Fetch> {
     }
 
     void readMore() {
-        g_input_stream_read_bytes_async(stream, 64 * 1024, G_PRIORITY_DEFAULT, cancellable,
+        g_input_stream_read_bytes_async(stream, gsize{64} * 1024, G_PRIORITY_DEFAULT, cancellable,
                                         &Fetch::onRead, hold());
     }
 

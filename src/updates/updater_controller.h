@@ -36,7 +36,7 @@ class UpdaterController {
     void setAutomaticallyChecksForUpdates(bool enabled);
     std::set<std::string> allowedChannels() const { return updates::allowedChannels(config_); }
 
-    static constexpr std::int64_t kCheckIntervalSec = 24 * 3600;
+    static constexpr std::int64_t kCheckIntervalSec = std::int64_t{24} * 3600;
 
   private:
     void checkIfDue();
