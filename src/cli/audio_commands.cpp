@@ -41,7 +41,8 @@ std::shared_ptr<audio::PcmBuffer> makeTone(double rate, double freq, double seco
 
 int runTone(const Arguments& args) {
     double freq = 440, seconds = 2, levelDB = -12;
-    for (std::size_t i = 0; i < args.size(); ++i) {
+    // Options come in pairs: a name and its number.
+    for (std::size_t i = 0; i < args.size(); i += 2) {
         double* target = args[i] == "--freq"      ? &freq
                          : args[i] == "--seconds" ? &seconds
                          : args[i] == "--level"   ? &levelDB
@@ -49,7 +50,6 @@ int runTone(const Arguments& args) {
         if (target == nullptr || i + 1 >= args.size() || !parseNumber(args[i + 1], *target)) {
             return complain(kExitUsage, "tone: expected [--freq HZ] [--seconds SEC] [--level DB]");
         }
-        ++i;
     }
     if (freq <= 0 || seconds <= 0 || seconds > 3600 || levelDB > 0) {
         return complain(kExitUsage,
