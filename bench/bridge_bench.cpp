@@ -7,7 +7,7 @@
 #include <cstdio>
 #include <random>
 
-#include "audio/drivers/offline_driver.h"
+#include "audio/engine/offline_engine.h"
 #include "base/log.h"
 #include "bridge/brellow_bridge.h"
 #include "bridge/scripted_web_host.h"
@@ -30,15 +30,9 @@ struct Rig {
     std::shared_ptr<BrellowBridge> bridge;
 
     explicit Rig(const std::filesystem::path& scratch) {
-        auto offline = std::make_unique<audio::OfflineDriver>(clock, 48000, 256);
-        offline->setCapturing(false);
-        driver = offline.get();
-        audio::AudioEngineService::Options options;
-        options.driver = std::move(offline);
-        options.clock = &clock;
-        options.executor = &executor;
-        options.notifierThread = false;
-        engine = audio::AudioEngineService::create(std::move(options));
+        auto offline = audio::makeOfflineEngine(clock, executor, 48000, /*capture=*/false);
+        engine = offline.engine;
+        driver = offline.driver;
         document = std::make_shared<ShowDocument>(scratch);
         bridge = BrellowBridge::create(host, document, engine, timers);
         bridge->installHandlers(*host);

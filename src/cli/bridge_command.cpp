@@ -19,9 +19,9 @@ int runBridge(const Arguments& args) {
     std::setvbuf(stdout, nullptr, _IOLBF, 0);
     audio::VirtualClock clock;
     audio::ManualExecutor executor(clock);
-    audio::OfflineDriver* output = nullptr;
-    auto engine = makeOfflineEngine(clock, executor, 48000, /*capture=*/false, output);
-    audio::OfflineDriver& driver = *output;
+    auto offline = audio::makeOfflineEngine(clock, executor, 48000, /*capture=*/false);
+    auto engine = offline.engine;
+    audio::OfflineDriver& driver = *offline.driver;
 
     // Everything settles when neither the main context nor the engine has work left.
     auto settle = [&] {

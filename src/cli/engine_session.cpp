@@ -5,21 +5,6 @@
 
 namespace brellow::cli {
 
-std::shared_ptr<audio::AudioEngineService> makeOfflineEngine(audio::VirtualClock& clock,
-                                                             audio::ManualExecutor& executor,
-                                                             double rate, bool capture,
-                                                             audio::OfflineDriver*& driver) {
-    auto offline = std::make_unique<audio::OfflineDriver>(clock, rate, 256);
-    offline->setCapturing(capture);
-    driver = offline.get();
-    audio::AudioEngineService::Options options;
-    options.driver = std::move(offline);
-    options.clock = &clock;
-    options.executor = &executor;
-    options.notifierThread = false;
-    return audio::AudioEngineService::create(std::move(options));
-}
-
 std::optional<Sting> findSting(const Show& show, const std::string& nameOrID) {
     const auto id = Uuid::parse(nameOrID);
     for (const Sting& sting : allStings(show)) {

@@ -5,18 +5,11 @@
 #include <optional>
 #include <string>
 
-#include "audio/drivers/offline_driver.h"
 #include "audio/engine/audio_engine_service.h"
+#include "audio/engine/offline_engine.h"
 #include "document/show_document.h"
 
 namespace brellow::cli {
-
-/// An engine on the offline output, its time the virtual `clock`, its operations run by
-/// `executor`; `driver` is set to the output.
-std::shared_ptr<audio::AudioEngineService> makeOfflineEngine(audio::VirtualClock& clock,
-                                                             audio::ManualExecutor& executor,
-                                                             double rate, bool capture,
-                                                             audio::OfflineDriver*& driver);
 
 /// The first sting whose identifier (either case) or name is `nameOrID`.
 std::optional<Sting> findSting(const Show& show, const std::string& nameOrID);

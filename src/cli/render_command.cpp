@@ -124,9 +124,9 @@ int runRender(const Arguments& args) {
     std::setvbuf(stdout, nullptr, _IOLBF, 0);  // events interleave with log lines in order
     audio::VirtualClock clock;
     audio::ManualExecutor executor(clock);
-    audio::OfflineDriver* output = nullptr;
-    auto engine = makeOfflineEngine(clock, executor, rate, /*capture=*/true, output);
-    audio::OfflineDriver& driver = *output;
+    auto offline = audio::makeOfflineEngine(clock, executor, rate, /*capture=*/true);
+    auto engine = offline.engine;
+    audio::OfflineDriver& driver = *offline.driver;
     engine->addObserver([&](const audio::Event& event) {
         std::printf("%.6f %s\n", static_cast<double>(driver.framesRendered()) / rate,
                     audio::describeEvent(event).c_str());

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "audio/drivers/offline_driver.h"
-#include "audio/engine/audio_engine_service.h"
+#include "audio/engine/offline_engine.h"
 #include "support/test_support.h"
 
 namespace brellow::audio::test {
@@ -48,15 +48,9 @@ inline std::filesystem::path writeSting(const std::filesystem::path& path, doubl
 
 struct EngineRig {
     explicit EngineRig(std::uint64_t memoryLimit = 52'428'800) : executor(clock) {
-        auto offline = std::make_unique<OfflineDriver>(clock, 48000, 256);
-        driver = offline.get();
-        AudioEngineService::Options options;
-        options.driver = std::move(offline);
-        options.clock = &clock;
-        options.executor = &executor;
-        options.notifierThread = false;
-        options.memoryLimitBytes = memoryLimit;
-        engine = AudioEngineService::create(std::move(options));
+        auto offline = makeOfflineEngine(clock, executor, 48000, /*capture=*/true, memoryLimit);
+        engine = offline.engine;
+        driver = offline.driver;
         engine->addObserver([this](const Event& event) { events.push_back(event); });
         executor.runUntilIdle();
     }
