@@ -19,12 +19,19 @@ packages=(
   # audio tests: a real sound server with a null sink, and independent tools that make and
   # check audio files
   pulseaudio pulseaudio-utils sox libsox-fmt-all ffmpeg
+  # the desktop application: GTK 3 windows and menus, the WebKitGTK page host, the package
+  # type's registration
+  libgtk-3-dev libwebkit2gtk-4.1-dev shared-mime-info desktop-file-utils
   # tests and benchmarks
   libgtest-dev libgmock-dev libbenchmark-dev
+  # the application and the page under test: a virtual display, screenshots, and Chromium
+  # driven by playwright-core
+  xvfb xauth x11-utils imagemagick chromium
 )
 
 # Node runs the page-side scripts in tests; any recent one will do, so keep one already there.
 command -v node >/dev/null 2>&1 || packages+=(nodejs)
+command -v npm >/dev/null 2>&1 || packages+=(npm)
 
 missing=()
 for pkg in "${packages[@]}"; do

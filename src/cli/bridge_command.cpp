@@ -7,6 +7,7 @@
 #include <iostream>
 
 #include "audio/drivers/offline_driver.h"
+#include "bridge/bootstrap_script.h"
 #include "bridge/brellow_bridge.h"
 #include "bridge/scripted_web_host.h"
 #include "cli/cli.h"
@@ -73,6 +74,12 @@ int runBridge(const Arguments& args) {
             settle();
         }
     }
+    return kExitOk;
+}
+
+int runBootstrap(const Arguments& args) {
+    if (!args.empty()) return complain(kExitUsage, "bootstrap: takes no arguments");
+    std::fputs(bridge::bootstrapScript().c_str(), stdout);
     return kExitOk;
 }
 

@@ -23,6 +23,7 @@ int runRender(const Arguments& args);
 int runImport(const Arguments& args);
 int runPeaks(const Arguments& args);
 int runBridge(const Arguments& args);
+int runBootstrap(const Arguments& args);
 int runCheckUpdates(const Arguments& args);
 
 /// Seeds the package's empty show with the demonstration stings and saves it.

@@ -35,6 +35,8 @@ constexpr const char* kUsage =
     "  bridge PKG                         the page protocol on stdin: \"HANDLER JSON\",\n"
     "                                     \"wait MS\" or \"save\"; prints every script sent\n"
     "                                     to the page\n"
+    "  bootstrap                          print the script injected into the page before its\n"
+    "                                     own scripts\n"
     "  check-updates [--feed URL] [--version V] [--channel C] [--timeout SEC]\n"
     "                                     check the update feed once and say what it offers\n"
     "\n"
@@ -80,6 +82,7 @@ int main(int argc, char** argv) {
         {"import", cli::runImport},
         {"peaks", cli::runPeaks},
         {"bridge", cli::runBridge},
+        {"bootstrap", cli::runBootstrap},
         {"check-updates", cli::runCheckUpdates},
     };
     const auto command = commands.find(args.front());

@@ -1,0 +1,26 @@
+// Toasts from the native side and the output-device notice.
+
+const TOAST_MS = 6000;
+
+export function installToasts(store, container) {
+  store.on("toast", (message) => {
+    const toast = document.createElement("div");
+    toast.className = "toast";
+    toast.setAttribute("role", "alert");
+    toast.textContent = message;
+    container.append(toast);
+    setTimeout(() => toast.remove(), TOAST_MS);
+  });
+}
+
+export function installDeviceNotice(store, { notice, text, close }) {
+  close.addEventListener("click", () => (notice.hidden = true));
+  store.on("device", (device) => {
+    const name = device.deviceName || "the default output";
+    notice.classList.toggle("warning", Boolean(device.fellBack));
+    text.textContent = device.fellBack
+      ? `The output device was lost. Brellow now plays through ${name}.`
+      : `Output device changed: Brellow now plays through ${name}.`;
+    notice.hidden = false;
+  });
+}
