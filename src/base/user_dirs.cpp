@@ -28,4 +28,21 @@ std::filesystem::path userConfigDirectory() {
     return xdgDirectory("XDG_CONFIG_HOME", ".config");
 }
 
+std::filesystem::path userDataDirectory() {
+    return xdgDirectory("XDG_DATA_HOME", ".local/share");
+}
+
+std::filesystem::path resourceDirectory(const std::string& name) {
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): read only, never written by the program
+    if (const char* root = std::getenv("BRELLOW_RESOURCES"); root != nullptr && *root != '\0') {
+        return std::filesystem::path(root) / name;
+    }
+    // Installed beside the program in share/brellow; in the build tree, the source's.
+    std::error_code error;
+    const auto self = std::filesystem::read_symlink("/proc/self/exe", error);
+    const auto installed = self.parent_path().parent_path() / "share/brellow" / name;
+    if (!error && std::filesystem::is_directory(installed, error)) return installed;
+    return std::filesystem::path(BRELLOW_SOURCE_RESOURCES) / name;
+}
+
 }  // namespace brellow

@@ -1,6 +1,7 @@
 #pragma once
 // Per-user folders, read from the environment on every call so tests can redirect them.
 #include <filesystem>
+#include <string>
 
 namespace brellow {
 
@@ -11,5 +12,11 @@ std::filesystem::path userCacheDirectory();
 
 /// $XDG_CONFIG_HOME/org.brellow.Brellow (or ~/.config/...): the per-user records.
 std::filesystem::path userConfigDirectory();
+/// $XDG_DATA_HOME/org.brellow.Brellow (or ~/.local/share/...): kept user data, such as the
+/// recovery copies of unsaved shows.
+std::filesystem::path userDataDirectory();
+/// The program's resource folder `name` ("Web", "Demo"): under $BRELLOW_RESOURCES when set,
+/// else share/brellow beside the installed program, else the source tree's resources.
+std::filesystem::path resourceDirectory(const std::string& name);
 
 }  // namespace brellow

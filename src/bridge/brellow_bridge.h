@@ -30,6 +30,8 @@ class BrellowBridge final : public PageMessenger,
 
     /// Called with the "skipped" flag of the page's tutorial messages.
     std::function<void(bool skipped)> onTourEvent;
+    /// Called when the page says it is ready: its scripts have run and it listens for events.
+    std::function<void()> onPageReady;
 
     /// Registers the command handlers, the tutorial handler and the bootstrap script.
     void installHandlers(WebHost& host);

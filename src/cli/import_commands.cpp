@@ -5,6 +5,7 @@
 
 #include <glib.h>
 
+#include "base/user_dirs.h"
 #include "cli/cli.h"
 #include "document/sting_import.h"
 #include "media/waveform_renderer.h"
@@ -77,14 +78,7 @@ int seedNewShow(const std::filesystem::path& package) {
 }
 
 std::filesystem::path demoFolder() {
-    // Installed beside the program in share/brellow/Demo; in the build tree, the source's.
-    std::error_code error;
-    const auto self = std::filesystem::read_symlink("/proc/self/exe", error);
-    for (const auto& candidate : {self.parent_path().parent_path() / "share/brellow/Demo",
-                                  std::filesystem::path(BRELLOW_SOURCE_RESOURCES) / "Demo"}) {
-        if (std::filesystem::is_directory(candidate, error)) return candidate;
-    }
-    return std::filesystem::path(BRELLOW_SOURCE_RESOURCES) / "Demo";
+    return resourceDirectory("Demo");
 }
 
 int runPeaks(const Arguments& args) {

@@ -2,6 +2,8 @@
 
 #include <sndfile.h>
 
+#include <algorithm>
+#include <array>
 #include <memory>
 #include <vector>
 
@@ -294,6 +296,13 @@ Result<Sting, ImportError> importSting(const fs::path& source, const fs::path& m
         .notice("Imported %s → %s dur=%.*fs", source.filename().c_str(),
                 sting.mediaFilename.c_str(), 2, sting.durationSec);
     return sting;
+}
+
+bool isImportableExtension(std::string_view extension) {
+    static constexpr std::array<std::string_view, 17> kExtensions = {
+        "wav", "wave", "w64", "aif",  "aiff", "aifc", "flac", "mp3", "m4a",
+        "aac", "ogg",  "oga", "opus", "caf",  "wv",   "mka",  "mp2"};
+    return std::find(kExtensions.begin(), kExtensions.end(), extension) != kExtensions.end();
 }
 
 }  // namespace brellow::media

@@ -4,6 +4,7 @@
 // streamed in blocks so that no source is ever read into memory whole.
 #include <filesystem>
 #include <string>
+#include <string_view>
 
 #include "base/result.h"
 #include "model/show.h"
@@ -32,5 +33,9 @@ inline constexpr int kImportBlockFrames = 65536;
 /// A failed import leaves no file behind.
 Result<Sting, ImportError> importSting(const std::filesystem::path& source,
                                        const std::filesystem::path& mediaFolder);
+
+/// File name extensions (lower case, without the dot) of the audio formats the importer is
+/// made for: WAV, AIFF, FLAC, MP3, AAC/M4A, Ogg Vorbis, Opus, CAF and a few relatives.
+bool isImportableExtension(std::string_view extension);
 
 }  // namespace brellow::media
