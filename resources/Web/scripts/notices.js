@@ -18,9 +18,13 @@ export function installDeviceNotice(store, { notice, text, close }) {
   store.on("device", (device) => {
     const name = device.deviceName || "the default output";
     notice.classList.toggle("warning", Boolean(device.fellBack));
-    text.textContent = device.fellBack
-      ? `The output device was lost. Brellow now plays through ${name}.`
-      : `Output device changed: Brellow now plays through ${name}.`;
+    if (device.fellBack && !device.deviceUID) {
+      text.textContent = "No audio output is available: Brellow runs silently until a sound device or server is back.";
+    } else {
+      text.textContent = device.fellBack
+        ? `The output device was lost. Brellow now plays through ${name}.`
+        : `Output device changed: Brellow now plays through ${name}.`;
+    }
     notice.hidden = false;
   });
 }

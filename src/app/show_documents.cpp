@@ -1,0 +1,314 @@
+#include "app/show_documents.h"
+
+#include <algorithm>
+
+#include "base/files.h"
+#include "base/main_context.h"
+#include "base/text.h"
+#include "base/user_dirs.h"
+#include "base/uuid.h"
+#include "document/sting_loading.h"
+
+namespace brellow::app {
+
+namespace {
+
+constexpr guint kAutosaveCheckMs = 500;
+constexpr std::int64_t kAutosaveDelayUs = 1'000'000;  // after the last change
+constexpr const char* kPackageExtension = ".stingshow";
+
+std::filesystem::path normalised(const std::filesystem::path& path) {
+    std::error_code error;
+    auto canonical = std::filesystem::weakly_canonical(path, error);
+    return error ? path.lexically_normal() : canonical;
+}
+
+}  // namespace
+
+std::filesystem::path recoveryFolder() {
+    return userDataDirectory() / "Recovery";
+}
+
+std::string packageDisplayName(const std::filesystem::path& package) {
+    auto name = package.filename();
+    if (name.empty()) name = package.parent_path().filename();
+    return name.stem().string();
+}
+
+std::filesystem::path withPackageExtension(std::filesystem::path path) {
+    if (!endsWith(path.filename().string(), kPackageExtension)) path += kPackageExtension;
+    return path;
+}
+
+ShowDocumentController::ShowDocumentController(AppContext& context) : context_(context) {
+    autosaveTimer_ = g_timeout_add(
+        kAutosaveCheckMs,
+        [](gpointer self) -> gboolean {
+            static_cast<ShowDocumentController*>(self)->autosaveTick();
+            return G_SOURCE_CONTINUE;
+        },
+        this);
+}
+
+ShowDocumentController::~ShowDocumentController() {
+    g_source_remove(autosaveTimer_);
+}
+
+OpenShow& ShowDocumentController::adopt(std::unique_ptr<OpenShow> show) {
+    show->seenChange = show->document->changeCount();
+    show->window = std::make_unique<ShowWindow>(context_, *this, show->document, show->engine);
+    shows_.push_back(std::move(show));
+    OpenShow& adopted = *shows_.back();
+    refreshTitle(adopted);
+    adopted.window->present();
+    return adopted;
+}
+
+Result<OpenShow*, std::string> ShowDocumentController::openPackage(
+    const std::filesystem::path& package) {
+    const auto wanted = normalised(package);
+    for (auto& show : shows_) {
+        if (show->file && normalised(*show->file) == wanted) {
+            show->window->present();
+            return show.get();
+        }
+    }
+    auto show = std::make_unique<OpenShow>();
+    show->document = std::make_shared<ShowDocument>();
+    show->engine = makeShowEngine();
+    loadStingsOnOpen(*show->document, show->engine.engine);
+    if (auto read = show->document->read(wanted); !read) return fail(read.error().message);
+    show->file = wanted;
+    return &adopt(std::move(show));
+}
+
+OpenShow& ShowDocumentController::newUntitled() {
+    auto show = std::make_unique<OpenShow>();
+    show->document = std::make_shared<ShowDocument>();
+    show->engine = makeShowEngine();
+    show->recoveryPackage = recoveryFolder() / (Uuid::generate().toString() + kPackageExtension);
+    return adopt(std::move(show));
+}
+
+void ShowDocumentController::offerRecoveredShows() {
+    std::vector<std::filesystem::path> packages;
+    std::error_code error;
+    for (const auto& entry : std::filesystem::directory_iterator(recoveryFolder(), error)) {
+        if (entry.is_directory() && endsWith(entry.path().filename().string(), kPackageExtension))
+            packages.push_back(entry.path());
+    }
+    if (packages.empty()) return;
+    std::sort(packages.begin(), packages.end());
+    GtkWidget* dialog =
+        gtk_message_dialog_new(nullptr, GTK_DIALOG_MODAL, GTK_MESSAGE_QUESTION, GTK_BUTTONS_NONE,
+                               packages.size() == 1 ? "Reopen the show that was never saved?"
+                                                    : "Reopen the %zu shows that were never saved?",
+                               packages.size());
+    gtk_message_dialog_format_secondary_text(
+        GTK_MESSAGE_DIALOG(dialog),
+        "Brellow kept them when it last ended. Reopen them to save them, or discard them.");
+    gtk_dialog_add_buttons(GTK_DIALOG(dialog), "Discard", GTK_RESPONSE_REJECT, "Reopen",
+                           GTK_RESPONSE_ACCEPT, nullptr);
+    gtk_dialog_set_default_response(GTK_DIALOG(dialog), GTK_RESPONSE_ACCEPT);
+    const bool reopen = gtk_dialog_run(GTK_DIALOG(dialog)) == GTK_RESPONSE_ACCEPT;
+    gtk_widget_destroy(dialog);
+    for (const auto& package : packages) {
+        if (!reopen) {
+            removeTreeQuietly(package);
+            continue;
+        }
+        auto show = std::make_unique<OpenShow>();
+        show->document = std::make_shared<ShowDocument>();
+        show->engine = makeShowEngine();
+        loadStingsOnOpen(*show->document, show->engine.engine);
+        if (auto read = show->document->read(package); !read) {
+            log_.error("Recovered show unreadable: %s", read.error().message.c_str());
+            continue;  // left in place, untouched
+        }
+        show->recoveryPackage = package;
+        show->recovered = true;
+        adopt(std::move(show));
+    }
+}
+
+void ShowDocumentController::chooseAndOpen(GtkWindow* parent) {
+    GtkFileChooserNative* chooser = gtk_file_chooser_native_new(
+        "Open Show", parent, GTK_FILE_CHOOSER_ACTION_SELECT_FOLDER, "_Open", "_Cancel");
+    GtkFileFilter* filter = gtk_file_filter_new();
+    gtk_file_filter_set_name(filter, "Brellow shows");
+    gtk_file_filter_add_pattern(filter, "*.stingshow");
+    gtk_file_chooser_add_filter(GTK_FILE_CHOOSER(chooser), filter);
+    const bool accepted = gtk_native_dialog_run(GTK_NATIVE_DIALOG(chooser)) == GTK_RESPONSE_ACCEPT;
+    gchar* chosen = accepted ? gtk_file_chooser_get_filename(GTK_FILE_CHOOSER(chooser)) : nullptr;
+    g_object_unref(chooser);
+    if (chosen == nullptr) return;
+    const std::filesystem::path package(chosen);
+    g_free(chosen);
+    if (auto opened = openPackage(package); !opened) {
+        log_.error("openDocument failed: %s", opened.error().c_str());
+        showError(parent, "The show “" + packageDisplayName(package) + "” could not be opened.",
+                  opened.error());
+    }
+}
+
+OpenShow* ShowDocumentController::current() {
+    GtkWindow* active = gtk_application_get_active_window(context_.application);
+    for (auto& show : shows_) {
+        if (show->window && show->window->window() == active) return show.get();
+    }
+    return nullptr;
+}
+
+OpenShow* ShowDocumentController::find(const ShowWindow& window) {
+    for (auto& show : shows_) {
+        if (show->window.get() == &window) return show.get();
+    }
+    return nullptr;
+}
+
+bool ShowDocumentController::saveTo(OpenShow& show, const std::filesystem::path& destination,
+                                    bool quiet) {
+    std::error_code ignored;  // a missing parent folder is reported by the save itself
+    std::filesystem::create_directories(destination.parent_path(), ignored);
+    if (auto saved = show.document->save(destination); !saved) {
+        if (show.failedChange != show.document->changeCount()) {
+            log_.error("Saving %s failed: %s", destination.c_str(), saved.error().message.c_str());
+            show.failedChange = show.document->changeCount();
+        }
+        if (!quiet) {
+            showError(show.window ? show.window->window() : nullptr, "The show could not be saved.",
+                      saved.error().message);
+        }
+        return false;
+    }
+    refreshTitle(show);
+    return true;
+}
+
+void ShowDocumentController::saveAs(OpenShow& show, const std::function<void()>& afterSaving) {
+    GtkFileChooserNative* chooser = gtk_file_chooser_native_new(
+        "Save Show", show.window->window(), GTK_FILE_CHOOSER_ACTION_SAVE, "_Save", "_Cancel");
+    const std::string name = show.file ? packageDisplayName(*show.file) : "Untitled";
+    gtk_file_chooser_set_current_name(GTK_FILE_CHOOSER(chooser),
+                                      (name + kPackageExtension).c_str());
+    const bool accepted = gtk_native_dialog_run(GTK_NATIVE_DIALOG(chooser)) == GTK_RESPONSE_ACCEPT;
+    gchar* chosen = accepted ? gtk_file_chooser_get_filename(GTK_FILE_CHOOSER(chooser)) : nullptr;
+    g_object_unref(chooser);
+    if (chosen == nullptr) return;
+    const auto destination = withPackageExtension(chosen);
+    g_free(chosen);
+    if (!saveTo(show, destination, /*quiet=*/false)) return;
+    if (!show.file) removeTreeQuietly(show.recoveryPackage);
+    show.file = normalised(destination);
+    show.recovered = false;
+    refreshTitle(show);
+    if (afterSaving) afterSaving();
+}
+
+void ShowDocumentController::windowWantsSave(ShowWindow& window) {
+    OpenShow* show = find(window);
+    if (show == nullptr) return;
+    if (show->file) {
+        saveTo(*show, *show->file, /*quiet=*/false);
+    } else {
+        saveAs(*show, {});
+    }
+}
+
+void ShowDocumentController::windowWantsSaveAs(ShowWindow& window) {
+    if (OpenShow* show = find(window)) saveAs(*show, {});
+}
+
+bool ShowDocumentController::hasUnsavedContent(const OpenShow& show) {
+    return !show.file && (show.recovered || show.document->changeCount() > 0);
+}
+
+void ShowDocumentController::windowWantsClose(ShowWindow& window) {
+    OpenShow* show = find(window);
+    if (show == nullptr) return;
+    if (show->file) {
+        if (show->document->isEdited() && !saveTo(*show, *show->file, /*quiet=*/false)) return;
+        close(*show);
+        return;
+    }
+    if (!hasUnsavedContent(*show)) {
+        discard(*show);
+        return;
+    }
+    GtkWidget* dialog =
+        gtk_message_dialog_new(window.window(), GTK_DIALOG_MODAL, GTK_MESSAGE_WARNING,
+                               GTK_BUTTONS_NONE, "Save the untitled show before closing it?");
+    gtk_message_dialog_format_secondary_text(GTK_MESSAGE_DIALOG(dialog),
+                                             "If you don't save it, its stings are lost.");
+    gtk_dialog_add_buttons(GTK_DIALOG(dialog), "Don't Save", GTK_RESPONSE_REJECT, "Cancel",
+                           GTK_RESPONSE_CANCEL, "Save…", GTK_RESPONSE_ACCEPT, nullptr);
+    gtk_dialog_set_default_response(GTK_DIALOG(dialog), GTK_RESPONSE_ACCEPT);
+    const int answer = gtk_dialog_run(GTK_DIALOG(dialog));
+    gtk_widget_destroy(dialog);
+    if (answer == GTK_RESPONSE_REJECT) {
+        discard(*show);
+    } else if (answer == GTK_RESPONSE_ACCEPT) {
+        saveAs(*show, [this, show] { close(*show); });
+    }
+}
+
+void ShowDocumentController::discard(OpenShow& show) {
+    if (!show.file) removeTreeQuietly(show.recoveryPackage);
+    close(show);
+}
+
+void ShowDocumentController::close(OpenShow& show) {
+    // The window is destroyed after the signal that asked for the close has returned.
+    gtk_widget_hide(GTK_WIDGET(show.window->window()));
+    OpenShow* closing = &show;
+    postToMainContext([this, closing] {
+        const auto it = std::find_if(shows_.begin(), shows_.end(),
+                                     [closing](const auto& open) { return open.get() == closing; });
+        if (it != shows_.end()) shows_.erase(it);
+    });
+}
+
+void ShowDocumentController::refreshTitle(OpenShow& show) {
+    if (!show.window) return;
+    const std::string name = show.file ? packageDisplayName(*show.file) : "Untitled";
+    const bool edited = show.file ? show.document->isEdited() : hasUnsavedContent(show);
+    show.window->setDocumentTitle(name, edited);
+}
+
+void ShowDocumentController::autosaveTick() {
+    const std::int64_t now = g_get_monotonic_time();
+    for (auto& show : shows_) {
+        const std::uint64_t change = show->document->changeCount();
+        if (change != show->seenChange) {
+            show->seenChange = change;
+            show->changedAtUs = now;
+            refreshTitle(*show);
+            continue;
+        }
+        if (!show->document->isEdited() || now - show->changedAtUs < kAutosaveDelayUs) continue;
+        if (show->failedChange == change) continue;  // already reported; wait for a new edit
+        saveTo(*show, show->file ? *show->file : show->recoveryPackage, /*quiet=*/true);
+    }
+}
+
+void ShowDocumentController::saveAllForQuit() {
+    for (auto& show : shows_) {
+        if (!show->document->isEdited()) continue;
+        if (show->file) {
+            saveTo(*show, *show->file, /*quiet=*/true);
+        } else if (hasUnsavedContent(*show)) {
+            saveTo(*show, show->recoveryPackage, /*quiet=*/true);
+        }
+    }
+}
+
+void ShowDocumentController::showError(GtkWindow* parent, const std::string& primary,
+                                       const std::string& secondary) {
+    GtkWidget* dialog = gtk_message_dialog_new(parent, GTK_DIALOG_MODAL, GTK_MESSAGE_ERROR,
+                                               GTK_BUTTONS_OK, "%s", primary.c_str());
+    gtk_message_dialog_format_secondary_text(GTK_MESSAGE_DIALOG(dialog), "%s", secondary.c_str());
+    gtk_dialog_run(GTK_DIALOG(dialog));
+    gtk_widget_destroy(dialog);
+}
+
+}  // namespace brellow::app

@@ -1,0 +1,89 @@
+#pragma once
+// The document controller: every open show with its engine and window; New, Open, Save,
+// Save As and Close; autosaving shortly after each change; and the recovery copies that keep
+// untitled shows safe until they are saved or thrown away.
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "app/app_context.h"
+#include "app/show_engine.h"
+#include "app/show_window.h"
+#include "base/log.h"
+#include "base/result.h"
+#include "document/show_document.h"
+
+namespace brellow::app {
+
+struct OpenShow {
+    std::shared_ptr<ShowDocument> document;
+    ShowEngine engine;
+    std::optional<std::filesystem::path> file;  // the package it is saved to, once it has one
+    std::filesystem::path recoveryPackage;      // where it is autosaved while it has none
+    bool recovered = false;                     // reopened from a recovery copy
+    std::unique_ptr<ShowWindow> window;
+    std::uint64_t seenChange = 0;
+    std::int64_t changedAtUs = 0;
+    std::uint64_t failedChange = UINT64_MAX;  // the change whose autosave failed, logged once
+};
+
+/// The folder of recovery copies.
+std::filesystem::path recoveryFolder();
+
+/// A name for a package: "Gala" for ".../Gala.stingshow".
+std::string packageDisplayName(const std::filesystem::path& package);
+
+/// `path` with ".stingshow" added when it does not end in it.
+std::filesystem::path withPackageExtension(std::filesystem::path path);
+
+class ShowDocumentController final : public ShowWindowDelegate {
+  public:
+    explicit ShowDocumentController(AppContext& context);
+    ~ShowDocumentController() override;
+    ShowDocumentController(const ShowDocumentController&) = delete;
+    ShowDocumentController& operator=(const ShowDocumentController&) = delete;
+
+    /// Opens a package, or brings its window forward when it is open already.
+    Result<OpenShow*, std::string> openPackage(const std::filesystem::path& package);
+    OpenShow& newUntitled();
+    /// "Open Show…": asks for a package, then opens it; failures are shown in a dialog.
+    void chooseAndOpen(GtkWindow* parent);
+    /// Offers the recovery copies left by an earlier run; reopens or discards them.
+    void offerRecoveredShows();
+    /// The show whose window has the focus, if any.
+    OpenShow* current();
+    const std::vector<std::unique_ptr<OpenShow>>& shows() const { return shows_; }
+    /// Before quitting: every show is saved where it belongs (untitled ones as recovery
+    /// copies, offered again at the next start).
+    void saveAllForQuit();
+
+    void windowWantsClose(ShowWindow& window) override;
+    void windowWantsSave(ShowWindow& window) override;
+    void windowWantsSaveAs(ShowWindow& window) override;
+
+    /// Shows an error dialog over `parent` (or on its own).
+    static void showError(GtkWindow* parent, const std::string& primary,
+                          const std::string& secondary);
+
+  private:
+    OpenShow& adopt(std::unique_ptr<OpenShow> show);
+    OpenShow* find(const ShowWindow& window);
+    bool saveTo(OpenShow& show, const std::filesystem::path& destination, bool quiet);
+    void saveAs(OpenShow& show, const std::function<void()>& afterSaving);
+    void close(OpenShow& show);
+    void discard(OpenShow& show);
+    void refreshTitle(OpenShow& show);
+    void autosaveTick();
+    static bool hasUnsavedContent(const OpenShow& show);
+
+    AppContext& context_;
+    std::vector<std::unique_ptr<OpenShow>> shows_;
+    guint autosaveTimer_ = 0;
+    Logger log_{"ShowDocument"};
+};
+
+}  // namespace brellow::app

@@ -1,0 +1,73 @@
+#pragma once
+// The licence agreement and settings windows: small windows whose whole content is a page
+// talking to the native side through one message handler ("brwEula", "brwPrefs").
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include <gtk/gtk.h>
+#include <nlohmann/json.hpp>
+
+#include "app/app_context.h"
+#include "app/web_view_host.h"
+
+namespace brellow::app {
+
+/// The "action" of a page message: only an object with a string "action" counts.
+std::optional<std::string> pageAction(const nlohmann::json& body);
+
+/// The "value" of a "setTelemetry" message: only a real boolean counts, anything else is off.
+bool telemetryValue(const nlohmann::json& body);
+
+/// The script that gives the settings page the current switch state.
+std::string preferencesInitScript(bool telemetryEnabled);
+
+class AgreementWindow {
+  public:
+    enum class Mode { gate, view };
+    AgreementWindow(AppContext& context, Mode mode, const std::string& agreementVersion);
+    ~AgreementWindow();
+    AgreementWindow(const AgreementWindow&) = delete;
+    AgreementWindow& operator=(const AgreementWindow&) = delete;
+
+    /// Shows the window modally until the page says "agree" or "quit"; answers whether the
+    /// user agreed. Without its page, a plain dialog asks the same question.
+    bool runGate();
+    /// Shows the agreement for reading (mode view).
+    void show();
+    bool agreed() const { return agreed_; }
+
+  private:
+    void onMessage(const nlohmann::json& body);
+
+    Mode mode_;
+    bool agreed_ = false;
+    bool pageFound_ = false;
+    GtkWindow* window_;
+    std::unique_ptr<WebKitWebHost> host_;
+    GMainLoop* modalLoop_ = nullptr;
+};
+
+class PreferencesWindow {
+  public:
+    explicit PreferencesWindow(AppContext& context);
+    ~PreferencesWindow();
+    PreferencesWindow(const PreferencesWindow&) = delete;
+    PreferencesWindow& operator=(const PreferencesWindow&) = delete;
+
+    std::function<void(bool)> onSetTelemetry;
+    std::function<void()> onReplayTutorial;
+    std::function<bool()> telemetryEnabledProvider;
+
+    void show();
+    void sendInitialState();
+
+  private:
+    void onMessage(const nlohmann::json& body);
+
+    GtkWindow* window_;
+    std::unique_ptr<WebKitWebHost> host_;
+};
+
+}  // namespace brellow::app
