@@ -40,7 +40,7 @@ std::filesystem::path resourceDirectory(const std::string& name) {
     // Installed beside the program in share/brellow; in the build tree, the source's.
     std::error_code error;
     const auto self = std::filesystem::read_symlink("/proc/self/exe", error);
-    const auto installed = self.parent_path().parent_path() / "share/brellow" / name;
+    auto installed = self.parent_path().parent_path() / "share/brellow" / name;
     if (!error && std::filesystem::is_directory(installed, error)) return installed;
     return std::filesystem::path(BRELLOW_SOURCE_RESOURCES) / name;
 }
