@@ -75,7 +75,7 @@ Result<OpenShow*, std::string> ShowDocumentController::openPackage(
     }
     auto show = std::make_unique<OpenShow>();
     show->document = std::make_shared<ShowDocument>();
-    show->engine = makeShowEngine();
+    show->engine = audio::makeLiveEngine();
     loadStingsOnOpen(*show->document, show->engine.engine);
     if (auto read = show->document->read(wanted); !read) return fail(read.error().message);
     show->file = wanted;
@@ -85,7 +85,7 @@ Result<OpenShow*, std::string> ShowDocumentController::openPackage(
 OpenShow& ShowDocumentController::newUntitled() {
     auto show = std::make_unique<OpenShow>();
     show->document = std::make_shared<ShowDocument>();
-    show->engine = makeShowEngine();
+    show->engine = audio::makeLiveEngine();
     show->recoveryPackage = recoveryFolder() / (Uuid::generate().toString() + kPackageExtension);
     return adopt(std::move(show));
 }
@@ -119,7 +119,7 @@ void ShowDocumentController::offerRecoveredShows() {
         }
         auto show = std::make_unique<OpenShow>();
         show->document = std::make_shared<ShowDocument>();
-        show->engine = makeShowEngine();
+        show->engine = audio::makeLiveEngine();
         loadStingsOnOpen(*show->document, show->engine.engine);
         if (auto read = show->document->read(package); !read) {
             log_.error("Recovered show unreadable: %s", read.error().message.c_str());

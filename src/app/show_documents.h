@@ -11,8 +11,8 @@
 #include <vector>
 
 #include "app/app_context.h"
-#include "app/show_engine.h"
 #include "app/show_window.h"
+#include "audio/engine/live_engine.h"
 #include "base/log.h"
 #include "base/result.h"
 #include "document/show_document.h"
@@ -21,7 +21,7 @@ namespace brellow::app {
 
 struct OpenShow {
     std::shared_ptr<ShowDocument> document;
-    ShowEngine engine;
+    audio::LiveEngine engine;
     std::optional<std::filesystem::path> file;  // the package it is saved to, once it has one
     std::filesystem::path recoveryPackage;      // where it is autosaved while it has none
     bool recovered = false;                     // reopened from a recovery copy

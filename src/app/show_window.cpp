@@ -34,7 +34,7 @@ void runEditingCommand(GSimpleAction*, GVariant*, gpointer data) {
 }  // namespace
 
 ShowWindow::ShowWindow(AppContext& context, ShowWindowDelegate& delegate,
-                       std::weak_ptr<ShowDocument> document, ShowEngine engine)
+                       std::weak_ptr<ShowDocument> document, audio::LiveEngine engine)
     : context_(context),
       delegate_(delegate),
       document_(std::move(document)),

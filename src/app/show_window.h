@@ -11,8 +11,8 @@
 #include <gtk/gtk.h>
 
 #include "app/app_context.h"
-#include "app/show_engine.h"
 #include "app/web_view_host.h"
+#include "audio/engine/live_engine.h"
 #include "base/log.h"
 #include "bridge/brellow_bridge.h"
 #include "document/show_document.h"
@@ -33,7 +33,7 @@ class ShowWindowDelegate {
 class ShowWindow {
   public:
     ShowWindow(AppContext& context, ShowWindowDelegate& delegate,
-               std::weak_ptr<ShowDocument> document, ShowEngine engine);
+               std::weak_ptr<ShowDocument> document, audio::LiveEngine engine);
     ~ShowWindow();
     ShowWindow(const ShowWindow&) = delete;
     ShowWindow& operator=(const ShowWindow&) = delete;
@@ -71,7 +71,7 @@ class ShowWindow {
     AppContext& context_;
     ShowWindowDelegate& delegate_;
     std::weak_ptr<ShowDocument> document_;
-    ShowEngine engine_;
+    audio::LiveEngine engine_;
     GtkWindow* window_ = nullptr;
     WebKitWebView* webView_ = nullptr;
     GtkLabel* title_ = nullptr;

@@ -1,37 +1,37 @@
-#include "app/show_engine.h"
+#include "audio/engine/live_engine.h"
 
 #include "audio/drivers/system_output.h"
 #include "audio/engine/executor.h"
 #include "base/main_context.h"
 
-namespace brellow::app {
+namespace brellow::audio {
 
 namespace {
 
 // Members are destroyed in reverse order: the engine first, then its executor.
 struct EngineWithExecutor {
-    audio::ThreadExecutor executor;
-    audio::SystemOutputDriver* output = nullptr;
-    std::shared_ptr<audio::AudioEngineService> engine;
+    ThreadExecutor executor;
+    SystemOutputDriver* output = nullptr;
+    std::shared_ptr<AudioEngineService> engine;
 };
 
 }  // namespace
 
-ShowEngine makeShowEngine() {
+LiveEngine makeLiveEngine() {
     auto bundle = std::make_shared<EngineWithExecutor>();
-    auto driver = std::make_unique<audio::SystemOutputDriver>();
+    auto driver = std::make_unique<SystemOutputDriver>();
     bundle->output = driver.get();
-    audio::AudioEngineService::Options options;
+    AudioEngineService::Options options;
     options.driver = std::move(driver);
     options.executor = &bundle->executor;
-    bundle->engine = audio::AudioEngineService::create(std::move(options));
+    bundle->engine = AudioEngineService::create(std::move(options));
 
-    ShowEngine show;
-    show.engine = std::shared_ptr<audio::AudioEngineService>(bundle, bundle->engine.get());
+    LiveEngine show;
+    show.engine = std::shared_ptr<AudioEngineService>(bundle, bundle->engine.get());
     // The check runs on the engine's executor and holds only the engine, never the executor.
-    std::weak_ptr<audio::AudioEngineService> weakEngine = bundle->engine;
-    audio::SystemOutputDriver* output = bundle->output;
-    audio::ThreadExecutor* executor = &bundle->executor;
+    std::weak_ptr<AudioEngineService> weakEngine = bundle->engine;
+    SystemOutputDriver* output = bundle->output;
+    ThreadExecutor* executor = &bundle->executor;
     std::weak_ptr<EngineWithExecutor> weakBundle = bundle;
     show.checkOutput = [weakBundle, weakEngine, output,
                         executor](std::function<void(bool)> report) {
@@ -47,4 +47,4 @@ ShowEngine makeShowEngine() {
     return show;
 }
 
-}  // namespace brellow::app
+}  // namespace brellow::audio
