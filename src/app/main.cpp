@@ -1,9 +1,13 @@
-// brellow: the desktop application.
+// brellow: the desktop application, or with --serve the show served to browsers.
 #include <csignal>
 #include <cstring>
 
+#include <string>
+#include <vector>
+
 #include "app/app_delegate.h"
 #include "base/log.h"
+#include "serve/show_server.h"
 
 int main(int argc, char** argv) {
     using namespace brellow;
@@ -16,6 +20,9 @@ int main(int argc, char** argv) {
     } else {
         logging::setSinks({std::make_shared<JournalLogSink>()});
     }
+    // brellow --serve [PKG] ...: the same show served to browsers, without a display.
+    if (argc > 1 && std::strcmp(argv[1], "--serve") == 0)
+        return serve::runServe(std::vector<std::string>(argv + 2, argv + argc));
     app::AppDelegate delegate;
     return delegate.run(argc, argv);
 }
