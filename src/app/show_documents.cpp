@@ -13,8 +13,6 @@ namespace brellow::app {
 
 namespace {
 
-constexpr guint kAutosaveCheckMs = 500;
-constexpr std::int64_t kAutosaveDelayUs = 1'000'000;  // after the last change
 constexpr const char* kPackageExtension = ".stingshow";
 
 std::filesystem::path normalised(const std::filesystem::path& path) {
@@ -40,22 +38,15 @@ std::filesystem::path withPackageExtension(std::filesystem::path path) {
     return path;
 }
 
-ShowDocumentController::ShowDocumentController(AppContext& context) : context_(context) {
-    autosaveTimer_ = g_timeout_add(
-        kAutosaveCheckMs,
-        [](gpointer self) -> gboolean {
-            static_cast<ShowDocumentController*>(self)->autosaveTick();
-            return G_SOURCE_CONTINUE;
-        },
-        this);
-}
+ShowDocumentController::ShowDocumentController(AppContext& context) : context_(context) {}
 
-ShowDocumentController::~ShowDocumentController() {
-    g_source_remove(autosaveTimer_);
-}
+ShowDocumentController::~ShowDocumentController() = default;
 
 OpenShow& ShowDocumentController::adopt(std::unique_ptr<OpenShow> show) {
-    show->seenChange = show->document->changeCount();
+    show->autosaver = std::make_unique<Autosaver>(show->document,
+                                                  show->file ? *show->file : show->recoveryPackage);
+    OpenShow* held = show.get();
+    show->autosaver->onChange = [this, held] { refreshTitle(*held); };
     show->window = std::make_unique<ShowWindow>(context_, *this, show->document, show->engine);
     shows_.push_back(std::move(show));
     OpenShow& adopted = *shows_.back();
@@ -166,19 +157,13 @@ OpenShow* ShowDocumentController::find(const ShowWindow& window) {
     return nullptr;
 }
 
-bool ShowDocumentController::saveTo(OpenShow& show, const std::filesystem::path& destination,
-                                    bool quiet) {
+bool ShowDocumentController::saveTo(OpenShow& show, const std::filesystem::path& destination) {
     std::error_code ignored;  // a missing parent folder is reported by the save itself
     std::filesystem::create_directories(destination.parent_path(), ignored);
     if (auto saved = show.document->save(destination); !saved) {
-        if (show.failedChange != show.document->changeCount()) {
-            log_.error("Saving %s failed: %s", destination.c_str(), saved.error().message.c_str());
-            show.failedChange = show.document->changeCount();
-        }
-        if (!quiet) {
-            showError(show.window ? show.window->window() : nullptr, "The show could not be saved.",
-                      saved.error().message);
-        }
+        log_.error("Saving %s failed: %s", destination.c_str(), saved.error().message.c_str());
+        showError(show.window ? show.window->window() : nullptr, "The show could not be saved.",
+                  saved.error().message);
         return false;
     }
     refreshTitle(show);
@@ -197,9 +182,10 @@ void ShowDocumentController::saveAs(OpenShow& show, const std::function<void()>&
     if (chosen == nullptr) return;
     const auto destination = withPackageExtension(chosen);
     g_free(chosen);
-    if (!saveTo(show, destination, /*quiet=*/false)) return;
+    if (!saveTo(show, destination)) return;
     if (!show.file) removeTreeQuietly(show.recoveryPackage);
     show.file = normalised(destination);
+    show.autosaver->setDestination(*show.file);
     show.recovered = false;
     refreshTitle(show);
     if (afterSaving) afterSaving();
@@ -209,7 +195,7 @@ void ShowDocumentController::windowWantsSave(ShowWindow& window) {
     OpenShow* show = find(window);
     if (show == nullptr) return;
     if (show->file) {
-        saveTo(*show, *show->file, /*quiet=*/false);
+        saveTo(*show, *show->file);
     } else {
         saveAs(*show, {});
     }
@@ -227,7 +213,7 @@ void ShowDocumentController::windowWantsClose(ShowWindow& window) {
     OpenShow* show = find(window);
     if (show == nullptr) return;
     if (show->file) {
-        if (show->document->isEdited() && !saveTo(*show, *show->file, /*quiet=*/false)) return;
+        if (show->document->isEdited() && !saveTo(*show, *show->file)) return;
         close(*show);
         return;
     }
@@ -275,30 +261,9 @@ void ShowDocumentController::refreshTitle(OpenShow& show) {
     show.window->setDocumentTitle(name, edited);
 }
 
-void ShowDocumentController::autosaveTick() {
-    const std::int64_t now = g_get_monotonic_time();
-    for (auto& show : shows_) {
-        const std::uint64_t change = show->document->changeCount();
-        if (change != show->seenChange) {
-            show->seenChange = change;
-            show->changedAtUs = now;
-            refreshTitle(*show);
-            continue;
-        }
-        if (!show->document->isEdited() || now - show->changedAtUs < kAutosaveDelayUs) continue;
-        if (show->failedChange == change) continue;  // already reported; wait for a new edit
-        saveTo(*show, show->file ? *show->file : show->recoveryPackage, /*quiet=*/true);
-    }
-}
-
 void ShowDocumentController::saveAllForQuit() {
     for (auto& show : shows_) {
-        if (!show->document->isEdited()) continue;
-        if (show->file) {
-            saveTo(*show, *show->file, /*quiet=*/true);
-        } else if (hasUnsavedContent(*show)) {
-            saveTo(*show, show->recoveryPackage, /*quiet=*/true);
-        }
+        if (show->file || hasUnsavedContent(*show)) show->autosaver->saveNow();
     }
 }
 

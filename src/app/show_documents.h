@@ -1,6 +1,6 @@
 #pragma once
 // The document controller: every open show with its engine and window; New, Open, Save,
-// Save As and Close; autosaving shortly after each change; and the recovery copies that keep
+// Save As and Close; autosaving a second after each change; and the recovery copies that keep
 // untitled shows safe until they are saved or thrown away.
 #include <cstdint>
 #include <filesystem>
@@ -15,6 +15,7 @@
 #include "audio/engine/live_engine.h"
 #include "base/log.h"
 #include "base/result.h"
+#include "document/autosaver.h"
 #include "document/show_document.h"
 
 namespace brellow::app {
@@ -26,9 +27,7 @@ struct OpenShow {
     std::filesystem::path recoveryPackage;      // where it is autosaved while it has none
     bool recovered = false;                     // reopened from a recovery copy
     std::unique_ptr<ShowWindow> window;
-    std::uint64_t seenChange = 0;
-    std::int64_t changedAtUs = 0;
-    std::uint64_t failedChange = UINT64_MAX;  // the change whose autosave failed, logged once
+    std::unique_ptr<Autosaver> autosaver;  // in place, or to the recovery copy
 };
 
 /// The folder of recovery copies.
@@ -72,17 +71,15 @@ class ShowDocumentController final : public ShowWindowDelegate {
   private:
     OpenShow& adopt(std::unique_ptr<OpenShow> show);
     OpenShow* find(const ShowWindow& window);
-    bool saveTo(OpenShow& show, const std::filesystem::path& destination, bool quiet);
+    bool saveTo(OpenShow& show, const std::filesystem::path& destination);
     void saveAs(OpenShow& show, const std::function<void()>& afterSaving);
     void close(OpenShow& show);
     void discard(OpenShow& show);
     void refreshTitle(OpenShow& show);
-    void autosaveTick();
     static bool hasUnsavedContent(const OpenShow& show);
 
     AppContext& context_;
     std::vector<std::unique_ptr<OpenShow>> shows_;
-    guint autosaveTimer_ = 0;
     Logger log_{"ShowDocument"};
 };
 

