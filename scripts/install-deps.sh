@@ -26,7 +26,7 @@ packages=(
   libgtest-dev libgmock-dev libbenchmark-dev
   # the application and the page under test: a virtual display, screenshots, and Chromium
   # driven by playwright-core
-  xvfb xauth x11-utils xdotool imagemagick dbus chromium
+  xvfb xauth x11-utils xdotool imagemagick dbus python3-gi gir1.2-gtk-3.0 chromium
 )
 
 # Node runs the page-side scripts in tests; any recent one will do, so keep one already there.

@@ -137,6 +137,39 @@ python3 -c 'import json,sys; s=json.load(open(sys.argv[1])); assert len(s["pages
 window "Gala — Brellow" >/dev/null || fail "the window is not named after the saved package"
 pass "Save As writes a package brellow-cli reads"
 
+# --- dropping files from a file manager: audio only
+sox -n -r 44100 -c 2 "$work/Knock.wav" synth 0.5 sine 220 2>/dev/null
+echo "notes" >"$work/notes.txt"
+drag_onto() {
+  local target=$1 source source_pid geometry X Y WIDTH HEIGHT SCREEN
+  shift
+  # Debian's own Python, which has the GTK bindings
+  /usr/bin/python3 "$here/drag_source.py" "$@" >>"$log" 2>&1 &
+  source_pid=$!
+  source=$(window "Drag source") || fail "the drag source did not open"
+  sleep 0.5
+  eval "$(xdotool getwindowgeometry --shell "$source")"
+  xdotool mousemove $((X + WIDTH / 2)) $((Y + HEIGHT / 2)) mousedown 1
+  for step in 1 2 3 4 5; do xdotool mousemove $((X + WIDTH / 2 + step * 10)) $((Y + HEIGHT / 2 + step * 10)); sleep 0.05; done
+  eval "$(xdotool getwindowgeometry --shell "$target")"
+  for step in 1 2 3 4 5 6; do xdotool mousemove $((X + 300 + step * 20)) $((Y + 300 + step * 10)); sleep 0.1; done
+  sleep 0.5
+  xdotool mouseup 1
+  sleep 1
+  kill "$source_pid" 2>/dev/null || true
+  wait "$source_pid" 2>/dev/null || true
+}
+gala=$(window "Gala — Brellow") || fail "lost the saved show's window"
+drag_onto "$gala" "$work/Knock.wav" "$work/notes.txt"
+grep -q "Drop accepted" "$log" && fail "a drag with a text file in it was taken"
+drag_onto "$gala" "$work/Knock.wav"
+wait_log "Drop accepted: 1 audio file(s)" || fail "dropping an audio file was not accepted"
+wait_log "Imported Knock.wav" || fail "the dropped file was not imported"
+sleep 1.5 # the autosave a second after the change
+"$cli" show "$work/Gala.stingshow" | grep -q '"name": "Knock"' || fail "the dropped sting was not saved"
+shot desktop-after-drop
+pass "dropped audio files are imported and saved; mixed drags are refused"
+
 # --- a second launch hands its file to the running program
 "$cli" new "$work/Second.stingshow" --name "Second" >/dev/null
 # It returns at once: the running program takes the file.
