@@ -23,10 +23,6 @@ std::filesystem::path normalised(const std::filesystem::path& path) {
 
 }  // namespace
 
-std::filesystem::path recoveryFolder() {
-    return userDataDirectory() / "Recovery";
-}
-
 std::string packageDisplayName(const std::filesystem::path& package) {
     auto name = package.filename();
     if (name.empty()) name = package.parent_path().filename();

@@ -30,9 +30,6 @@ struct OpenShow {
     std::unique_ptr<Autosaver> autosaver;  // in place, or to the recovery copy
 };
 
-/// The folder of recovery copies.
-std::filesystem::path recoveryFolder();
-
 /// A name for a package: "Gala" for ".../Gala.stingshow".
 std::string packageDisplayName(const std::filesystem::path& package);
 

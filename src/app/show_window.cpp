@@ -5,13 +5,12 @@
 #include "app/window_geometry.h"
 #include "base/main_context.h"
 #include "base/user_dirs.h"
+#include "bridge/host_pages.h"
 #include "document/sting_import.h"
 
 namespace brellow::app {
 
 namespace {
-
-constexpr const char* kStartTourScript = "window.__brwTour && window.__brwTour.startWelcome();";
 
 Rect primaryWorkArea(GtkWindow* window) {
     GdkDisplay* display = gtk_widget_get_display(GTK_WIDGET(window));
@@ -184,10 +183,7 @@ void ShowWindow::pageFinishedLoading() {
             // No sound server or device: the show runs silently, and the operator must know.
             whenPageReady([weak] {
                 if (auto bridge = weak.lock()) {
-                    bridge->sendEvent({{"type", "deviceChanged"},
-                                       {"deviceUID", ""},
-                                       {"deviceName", "no audio output (silent)"},
-                                       {"fellBack", true}});
+                    bridge->sendEvent(bridge::silentOutputEvent());
                 }
             });
         });
@@ -204,7 +200,7 @@ void ShowWindow::startTutorial() {
     auto start = [this, alive] {
         if (alive.expired()) return;
         whenPageReady([this, alive] {
-            host_->evaluateScript(kStartTourScript,
+            host_->evaluateScript(bridge::kStartTourScript,
                                   [this, alive](std::optional<std::string> error) {
                                       if (error && !alive.expired())
                                           webLog_.error("startTour failed: %s", error->c_str());

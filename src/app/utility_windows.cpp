@@ -1,5 +1,7 @@
 #include "app/utility_windows.h"
 
+#include "bridge/host_pages.h"
+
 namespace brellow::app {
 
 namespace {
@@ -44,23 +46,6 @@ void bringToFront(GtkWindow* window) {
 
 }  // namespace
 
-std::optional<std::string> pageAction(const nlohmann::json& body) {
-    if (!body.is_object()) return std::nullopt;
-    const auto action = body.find("action");
-    if (action == body.end() || !action->is_string()) return std::nullopt;
-    return action->get<std::string>();
-}
-
-bool telemetryValue(const nlohmann::json& body) {
-    const auto value = body.find("value");
-    return value != body.end() && value->is_boolean() && value->get<bool>();
-}
-
-std::string preferencesInitScript(bool telemetryEnabled) {
-    return std::string("window.__brwPrefsInit && window.__brwPrefsInit({telemetry:") +
-           (telemetryEnabled ? "true" : "false") + "});";
-}
-
 AgreementWindow::AgreementWindow(AppContext& context, Mode mode,
                                  const std::string& agreementVersion)
     : mode_(mode) {
@@ -90,7 +75,7 @@ AgreementWindow::~AgreementWindow() {
 }
 
 void AgreementWindow::onMessage(const nlohmann::json& body) {
-    const auto action = pageAction(body);
+    const auto action = bridge::pageAction(body);
     if (!action) return;
     if (*action == "agree" || *action == "quit") {
         agreed_ = *action == "agree";
@@ -153,7 +138,7 @@ PreferencesWindow::PreferencesWindow(AppContext& context) {
 
 void PreferencesWindow::sendInitialState() {
     const bool enabled = telemetryEnabledProvider ? telemetryEnabledProvider() : false;
-    host_->evaluateScript(preferencesInitScript(enabled));
+    host_->evaluateScript(bridge::preferencesInitScript(enabled));
 }
 
 PreferencesWindow::~PreferencesWindow() {
@@ -167,10 +152,10 @@ void PreferencesWindow::show() {
 }
 
 void PreferencesWindow::onMessage(const nlohmann::json& body) {
-    const auto action = pageAction(body);
+    const auto action = bridge::pageAction(body);
     if (!action) return;
     if (*action == "setTelemetry") {
-        if (onSetTelemetry) onSetTelemetry(telemetryValue(body));
+        if (onSetTelemetry) onSetTelemetry(bridge::telemetryValue(body));
     } else if (*action == "replayTutorial") {
         if (onReplayTutorial) onReplayTutorial();
     }

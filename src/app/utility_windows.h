@@ -14,15 +14,6 @@
 
 namespace brellow::app {
 
-/// The "action" of a page message: only an object with a string "action" counts.
-std::optional<std::string> pageAction(const nlohmann::json& body);
-
-/// The "value" of a "setTelemetry" message: only a real boolean counts, anything else is off.
-bool telemetryValue(const nlohmann::json& body);
-
-/// The script that gives the settings page the current switch state.
-std::string preferencesInitScript(bool telemetryEnabled);
-
 class AgreementWindow {
   public:
     enum class Mode { gate, view };

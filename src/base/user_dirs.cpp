@@ -32,6 +32,10 @@ std::filesystem::path userDataDirectory() {
     return xdgDirectory("XDG_DATA_HOME", ".local/share");
 }
 
+std::filesystem::path recoveryFolder() {
+    return userDataDirectory() / "Recovery";
+}
+
 std::filesystem::path resourceDirectory(const std::string& name) {
     // NOLINTNEXTLINE(concurrency-mt-unsafe): read only, never written by the program
     if (const char* root = std::getenv("BRELLOW_RESOURCES"); root != nullptr && *root != '\0') {

@@ -10,7 +10,7 @@
 #include "base/text.h"
 #include "base/user_dirs.h"
 #include "base/uuid.h"
-#include "bridge/bootstrap_script.h"
+#include "bridge/host_pages.h"
 #include "document/sting_import.h"
 #include "document/sting_loading.h"
 #include "media/sting_importer.h"
@@ -23,7 +23,6 @@ namespace {
 
 constexpr const char* kAgreementVersion = "1";
 constexpr const char* kGatePage = "/EULA.html?mode=gate&v=1";
-constexpr const char* kStartTourScript = "window.__brwTour && window.__brwTour.startWelcome();";
 
 void respond(SoupServerMessage* message, guint status, const std::string& text) {
     soup_server_message_set_status(message, status, nullptr);
@@ -87,7 +86,7 @@ Result<void, std::string> ShowServer::openShow() {
         savePath_ = *options_.package;
     } else {
         // Like an untitled window: kept as a recovery copy until saved elsewhere.
-        savePath_ = userDataDirectory() / "Recovery" / (Uuid::generate().toString() + ".stingshow");
+        savePath_ = recoveryFolder() / (Uuid::generate().toString() + ".stingshow");
     }
     autosaver_ = std::make_unique<Autosaver>(document_, savePath_);
     return {};
@@ -121,24 +120,19 @@ void ShowServer::onPageReady() {
     engine_.checkOutput([weak](bool silent) {
         auto bridge = weak.lock();
         if (!bridge || !silent) return;
-        bridge->sendEvent({{"type", "deviceChanged"},
-                           {"deviceUID", ""},
-                           {"deviceName", "no audio output (silent)"},
-                           {"fellBack", true}});
+        bridge->sendEvent(bridge::silentOutputEvent());
     });
     if (tourOfferedThisRun_ || onboarding_->load()) return;
     tourOfferedThisRun_ = true;
     std::weak_ptr<WebSocketHost> host = host_;
     seedDemoStings({document_, engine_.engine, bridge_}, demoFolder_, [host] {
-        if (auto alive = host.lock()) alive->evaluateScript(kStartTourScript);
+        if (auto alive = host.lock()) alive->evaluateScript(bridge::kStartTourScript);
     });
 }
 
 void ShowServer::onPageMessage(SoupWebsocketConnection* connection, PageKind kind,
                                const std::string& name, const nlohmann::json& body) {
-    const auto action = body.is_object() && body.contains("action") && body["action"].is_string()
-                            ? std::optional<std::string>(body["action"].get<std::string>())
-                            : std::nullopt;
+    const auto action = bridge::pageAction(body);
     if (!action) return;
     if (kind == PageKind::agreement && name == "brwEula") {
         if (*action == "agree") {
@@ -152,9 +146,7 @@ void ShowServer::onPageMessage(SoupWebsocketConnection* connection, PageKind kin
         }
     } else if (kind == PageKind::preferences && name == "brwPrefs") {
         if (*action == "setTelemetry") {
-            const auto value = body.find("value");
-            telemetry_->setEnabled(value != body.end() && value->is_boolean() &&
-                                   value->get<bool>());
+            telemetry_->setEnabled(bridge::telemetryValue(body));
         } else if (*action == "replayTutorial") {
             onboarding_->clear();
             tourOfferedThisRun_ = false;  // the next show page to load starts it

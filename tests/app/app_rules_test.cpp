@@ -8,8 +8,8 @@
 #include "app/drop_target.h"
 #include "app/show_documents.h"
 #include "app/title_strip.h"
-#include "app/utility_windows.h"
 #include "app/window_geometry.h"
+#include "bridge/host_pages.h"
 #include "support/test_support.h"
 
 namespace brellow::app {
@@ -93,7 +93,8 @@ TEST(DropTarget, HoverNeedsAllAudioAndTheDropKeepsOnlyAudio) {
     EXPECT_TRUE(audioFilesOfDrop({"https://example.org/one.wav"}).empty());
 }
 
-TEST(UtilityWindows, PageMessagesAreReadStrictly) {
+TEST(HostPages, SmallPageMessagesAreReadStrictly) {
+    using namespace bridge;
     using nlohmann::json;
     EXPECT_EQ(pageAction(json{{"action", "agree"}}), "agree");
     EXPECT_FALSE(pageAction(json{{"action", 1}}));
