@@ -5,6 +5,7 @@
 #include <csignal>
 #include <ctime>
 
+#include "app/action_table.h"
 #include "base/main_context.h"
 #include "base/user_dirs.h"
 #include "updates/update_checker.h"
@@ -131,11 +132,7 @@ void AppDelegate::startup() {
 }
 
 void AppDelegate::installActions() {
-    struct Entry {
-        const char* name;
-        void (*run)(AppDelegate&);
-    };
-    static constexpr Entry kEntries[] = {
+    static constexpr ActionEntry<AppDelegate> kEntries[] = {
         {"about", [](AppDelegate& self) { self.showAbout(); }},
         {"preferences", [](AppDelegate& self) { self.showPreferences(); }},
         {"check-updates", [](AppDelegate& self) { self.checkForUpdates(); }},
@@ -148,19 +145,7 @@ void AppDelegate::installActions() {
         {"stop-all", [](AppDelegate& self) { self.stopAll(); }},
         {"licence", [](AppDelegate& self) { self.showLicenceAgreement(); }},
     };
-    for (const Entry& entry : kEntries) {
-        GSimpleAction* action = g_simple_action_new(entry.name, nullptr);
-        g_object_set_data(G_OBJECT(action), "run", reinterpret_cast<gpointer>(entry.run));
-        g_signal_connect(action, "activate",
-                         G_CALLBACK(+[](GSimpleAction* self, GVariant*, gpointer delegate) {
-                             auto run = reinterpret_cast<void (*)(AppDelegate&)>(
-                                 g_object_get_data(G_OBJECT(self), "run"));
-                             run(*static_cast<AppDelegate*>(delegate));
-                         }),
-                         this);
-        g_action_map_add_action(G_ACTION_MAP(application_), G_ACTION(action));
-        g_object_unref(action);
-    }
+    addActions<AppDelegate>(G_ACTION_MAP(application_), kEntries, *this);
     for (const auto& [action, accelerator] : menuAccelerators()) {
         const char* accelerators[] = {accelerator, nullptr};
         gtk_application_set_accels_for_action(application_, action, accelerators);

@@ -1,5 +1,6 @@
 #include "app/show_window.h"
 
+#include "app/action_table.h"
 #include "app/drop_target.h"
 #include "app/title_strip.h"
 #include "app/window_geometry.h"
@@ -101,11 +102,7 @@ void ShowWindow::buildWindow() {
 }
 
 void ShowWindow::installActions() {
-    struct Entry {
-        const char* name;
-        void (*run)(ShowWindow&);
-    };
-    static constexpr Entry kEntries[] = {
+    static constexpr ActionEntry<ShowWindow> kEntries[] = {
         {"save", [](ShowWindow& w) { w.delegate_.windowWantsSave(w); }},
         {"save-as", [](ShowWindow& w) { w.delegate_.windowWantsSaveAs(w); }},
         {"close", [](ShowWindow& w) { gtk_window_close(w.window_); }},
@@ -120,19 +117,7 @@ void ShowWindow::installActions() {
              }
          }},
     };
-    for (const Entry& entry : kEntries) {
-        GSimpleAction* action = g_simple_action_new(entry.name, nullptr);
-        g_object_set_data(G_OBJECT(action), "run", reinterpret_cast<gpointer>(entry.run));
-        g_signal_connect(action, "activate",
-                         G_CALLBACK(+[](GSimpleAction* self, GVariant*, gpointer window) {
-                             auto run = reinterpret_cast<void (*)(ShowWindow&)>(
-                                 g_object_get_data(G_OBJECT(self), "run"));
-                             run(*static_cast<ShowWindow*>(window));
-                         }),
-                         this);
-        g_action_map_add_action(G_ACTION_MAP(window_), G_ACTION(action));
-        g_object_unref(action);
-    }
+    addActions<ShowWindow>(G_ACTION_MAP(window_), kEntries, *this);
     // The Edit menu acts on the page's text fields.
     static constexpr std::pair<const char*, const char*> kEditing[] = {
         {"undo", WEBKIT_EDITING_COMMAND_UNDO},   {"redo", WEBKIT_EDITING_COMMAND_REDO},
