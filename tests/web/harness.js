@@ -5,6 +5,7 @@ import { execFileSync } from "node:child_process";
 import { mkdirSync, readFileSync } from "node:fs";
 import { dirname, extname, join, normalize, resolve } from "node:path";
 import { fileURLToPath } from "node:url";
+import { after, before } from "node:test";
 import { chromium } from "playwright-core";
 
 const here = dirname(fileURLToPath(import.meta.url));
@@ -31,6 +32,25 @@ export function startServer() {
   return new Promise((done) => server.listen(0, "127.0.0.1", () => {
     done({ server, url: `http://127.0.0.1:${server.address().port}` });
   }));
+}
+
+/**
+ * For a test file: serves resources/Web and starts Chromium before its tests, stops both after.
+ * The returned object's `browser` and `baseURL` are set once the tests run.
+ */
+export function useSiteAndBrowser() {
+  const site = { browser: null, baseURL: null, server: null };
+  before(async () => {
+    const started = await startServer();
+    site.server = started.server;
+    site.baseURL = started.url;
+    site.browser = await launchBrowser();
+  });
+  after(async () => {
+    await site.browser?.close();
+    site.server?.close();
+  });
+  return site;
 }
 
 /** The bootstrap script exactly as the native side injects it. */

@@ -1,24 +1,13 @@
 // The show page against a stand-in native side: what it posts for each thing an operator
 // does, and how it redraws from snapshots, change events and ticks.
-import { after, before, test } from "node:test";
+import { test } from "node:test";
 import assert from "node:assert/strict";
 import * as rig from "./harness.js";
 
-let browser;
-let server;
-let baseURL;
-
-before(async () => {
-  ({ server, url: baseURL } = await rig.startServer());
-  browser = await rig.launchBrowser();
-});
-after(async () => {
-  await browser?.close();
-  server?.close();
-});
+const site = rig.useSiteAndBrowser();
 
 async function openShow(show = rig.demoShow(), options) {
-  const page = await rig.openPage(browser, baseURL, "index.html", options);
+  const page = await rig.openPage(site.browser, site.baseURL, "index.html", options);
   await page.waitForFunction(() => window.__posts.some((post) => post.name === "requestState"));
   await rig.dispatch(page, { type: "stateSnapshot", show });
   await rig.settle(page); // tiles in view ask for their waveforms
@@ -31,7 +20,7 @@ const tile = (page, n) => page.locator(`.tile[data-id="${rig.uuid(n)}"]`);
 const names = (list) => list.map((post) => post.name);
 
 test("loads: subscribes, says ready, asks for state and draws the snapshot", async () => {
-  const page = await rig.openPage(browser, baseURL);
+  const page = await rig.openPage(site.browser, site.baseURL);
   await page.waitForFunction(() => window.__posts.length >= 2);
   assert.deepEqual(names(await rig.posts(page)), ["ready", "requestState"]);
   await rig.dispatch(page, { type: "stateSnapshot", show: rig.demoShow() });

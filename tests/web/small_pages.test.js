@@ -1,22 +1,11 @@
 // The licence agreement and settings pages: what each posts, and the settings' init hook.
-import { after, before, test } from "node:test";
+import { test } from "node:test";
 import assert from "node:assert/strict";
 import * as rig from "./harness.js";
 
-let browser;
-let server;
-let baseURL;
+const site = rig.useSiteAndBrowser();
 
-before(async () => {
-  ({ server, url: baseURL } = await rig.startServer());
-  browser = await rig.launchBrowser();
-});
-after(async () => {
-  await browser?.close();
-  server?.close();
-});
-
-const open = (path, size) => rig.openPage(browser, baseURL, path, { bootstrap: false, viewport: size });
+const open = (path, size) => rig.openPage(site.browser, site.baseURL, path, { bootstrap: false, viewport: size });
 const EULA_SIZE = { width: 580, height: 640 };
 const PREFS_SIZE = { width: 460, height: 360 };
 
