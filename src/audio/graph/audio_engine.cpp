@@ -166,7 +166,7 @@ void AudioEngine::stop() {
 void AudioEngine::stopPlayersAfterOutputStopped() {
     playersNeedStop_.store(false);
     for (PlayerNode* player : players_) {
-        if (player->isPlaying()) player->stop();
+        if (player->isPlaying()) player->stopSilently();
     }
 }
 

@@ -6,7 +6,7 @@
 
 namespace brellow::audio {
 
-inline constexpr std::uint32_t kMaxSourceChannels = 16;
+inline constexpr std::uint32_t kMaxSourceChannels = 32;
 
 struct ChannelMap {
     std::array<float, kMaxSourceChannels> toLeft{};

@@ -24,8 +24,7 @@ void PlayerNode::submit(RenderCommand command) {
                          (command.op == RenderCommand::Op::schedule &&
                           (command.item.options & kPlayerOptionInterrupts) != 0);
     if (flushes && state_->converts()) {
-        command.freshResampler = new Resampler(state_->format.sampleRate, state_->deviceRate,
-                                               state_->inputScratchFrames(), kMaxBlockFrames);
+        command.freshResampler = new Resampler(state_->format.sampleRate, state_->deviceRate);
     }
     engine_->submit(command);
 }
@@ -97,6 +96,14 @@ void PlayerNode::stop() {
     playing_ = false;
     RenderCommand command;
     command.op = RenderCommand::Op::stop;
+    submit(command);
+}
+
+void PlayerNode::stopSilently() {
+    playing_ = false;
+    RenderCommand command;
+    command.op = RenderCommand::Op::stop;
+    command.rampStop = false;
     submit(command);
 }
 

@@ -53,6 +53,9 @@ class PlayerNode {
 
   private:
     friend class AudioEngine;
+    /// Stops without the ramp, for an output that stopped: nothing of the old run may sound
+    /// when it starts again.
+    void stopSilently();
     void submit(RenderCommand command);
     void scheduleItem(ScheduledItem item, std::shared_ptr<const void> keepAlive,
                       CompletionHandler handler);

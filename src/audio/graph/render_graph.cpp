@@ -57,7 +57,7 @@ void RenderGraph::apply(const RenderCommand& command) {
         case RenderCommand::Op::removePlayer: {
             if (player->mixer != nullptr) player->mixer->removeInput(player);
             player->mixer = nullptr;
-            player->stop(nullptr, notifications_);
+            player->stop(nullptr, notifications_, /*ramp=*/false);
             Notification released;
             released.kind = Notification::Kind::playerReleased;
             released.player = player;
@@ -71,7 +71,7 @@ void RenderGraph::apply(const RenderCommand& command) {
             player->play(command.hostTime);
             break;
         case RenderCommand::Op::stop:
-            player->stop(command.freshResampler, notifications_);
+            player->stop(command.freshResampler, notifications_, command.rampStop);
             break;
         case RenderCommand::Op::reset:
             player->reset(command.freshResampler, notifications_);

@@ -53,6 +53,7 @@ struct RenderCommand {
     PlayerState* player = nullptr;
     ScheduledItem item;
     std::uint64_t hostTime = 0;  // play: 0 means at once
+    bool rampStop = true;        // stop: let the last few milliseconds ramp down
     /// stop, reset, interrupting schedule: a fresh converter to replace the player's, made on
     /// the control side because making or clearing one allocates.
     Resampler* freshResampler = nullptr;
