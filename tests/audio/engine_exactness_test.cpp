@@ -32,7 +32,61 @@ long loudFrames(const std::vector<float>& samples, std::size_t from = 0) {
     return count;
 }
 
+// A sting whose channel c holds the constant 0.01 * (c + 1), so each channel's share of the
+// output can be told apart.
+std::filesystem::path writeChannels(const std::filesystem::path& path, double rate, int channels,
+                                    std::int64_t frames) {
+    SF_INFO info{};
+    info.samplerate = static_cast<int>(rate);
+    info.channels = channels;
+    info.format = SF_FORMAT_CAF | SF_FORMAT_FLOAT | SF_ENDIAN_LITTLE;
+    SNDFILE* file = sf_open(path.c_str(), SFM_WRITE, &info);
+    std::vector<float> frame(static_cast<std::size_t>(channels));
+    for (int c = 0; c < channels; ++c)
+        frame[static_cast<std::size_t>(c)] = 0.01f * static_cast<float>(c + 1);
+    for (std::int64_t f = 0; f < frames; ++f)
+        sf_writef_float(file, frame.data(), 1);
+    sf_close(file);
+    return path;
+}
+
 }  // namespace
+
+TEST(EngineExactness, AnyChannelCountFoldsToStereoFromMemoryAndFromFile) {
+    const double k = std::sqrt(0.5);  // -3 dB
+    // Expected left and right by the BS.775 downmix: L + k C + k Ls (+ k Lb) and the mirror;
+    // the LFE (0.04) is left out; channels past 7.1 reach both sides at k / sqrt(their number).
+    struct Case {
+        int channels;
+        double left, right;
+    };
+    double extra = 0;
+    for (int c = 8; c < 24; ++c)
+        extra += 0.01 * (c + 1);
+    const double l71 = 0.01 + k * 0.03 + k * 0.05 + k * 0.07;
+    const double r71 = 0.02 + k * 0.03 + k * 0.06 + k * 0.08;
+    const Case cases[] = {{1, 0.01, 0.01},
+                          {2, 0.01, 0.02},
+                          {6, 0.01 + k * 0.03 + k * 0.05, 0.02 + k * 0.03 + k * 0.06},
+                          {8, l71, r71},
+                          {24, l71 + k / 4 * extra, r71 + k / 4 * extra}};
+    for (const std::uint64_t limit : {kInMemory, kStreamed}) {
+        for (const double rate : {48000.0, 44100.0}) {
+            for (const Case& expected : cases) {
+                SCOPED_TRACE(testing::Message() << expected.channels << " channels at " << rate
+                                                << " Hz, memory limit " << limit);
+                EngineRig rig(limit);
+                const Uuid id = rig.load(writeChannels(rig.dir / "c.caf", rate, expected.channels,
+                                                       static_cast<std::int64_t>(rate / 5)));
+                ASSERT_TRUE(rig.play(id));
+                rig.run(0.3);
+                EXPECT_NEAR(rig.driver->left()[4800], expected.left, 1e-4);
+                EXPECT_NEAR(rig.driver->right()[4800], expected.right, 1e-4);
+                EXPECT_EQ(stopReasons(rig), std::vector<StopReason>{StopReason::completed});
+            }
+        }
+    }
+}
 
 TEST(EngineExactness, ASting441OnA48kOutputPlaysToItsLastFrameAndThenCompletes) {
     for (const std::uint64_t limit : {kInMemory, kStreamed}) {

@@ -173,7 +173,7 @@ void PlayerState::pull(float* left, float* right, std::uint32_t frames,
             }
             itemPosition_ += take;
         } else if (item.stream != nullptr) {
-            const std::int64_t got = item.stream->read(channelPointers_.data(), 0, take);
+            const std::int64_t got = item.stream->read(channelPointers_.data(), channels, 0, take);
             // When the disk fell behind, the rest of this block is silence rather than a skip.
             if (got < take) item.stream->countUnderrun();
             mixChannels(channelPointers_.data(), 0, static_cast<std::uint32_t>(got), left + filled,

@@ -20,19 +20,21 @@ std::int64_t StreamRing::readable() const {
     return written_.load(std::memory_order_acquire) - consumed_.load(std::memory_order_relaxed);
 }
 
-std::int64_t StreamRing::read(float* const* channels, std::uint32_t offset, std::int64_t frames) {
+std::int64_t StreamRing::read(float* const* channels, std::uint32_t arrays, std::uint32_t offset,
+                              std::int64_t frames) {
     const std::int64_t count = std::min(frames, readable());
+    const std::uint32_t copied = std::min(arrays, channels_);
     const std::int64_t consumed = consumed_.load(std::memory_order_relaxed);
     const std::int64_t written = written_.load(std::memory_order_acquire);
     for (std::int64_t i = 0; i < count; ++i) {
         const std::int64_t frame = consumed + i;
         if (frame >= written) {  // past a read failure: silence
-            for (std::uint32_t c = 0; c < channels_; ++c)
+            for (std::uint32_t c = 0; c < copied; ++c)
                 channels[c][offset + i] = 0;
             continue;
         }
         const float* source = samples_.get() + (frame % capacity_) * channels_;
-        for (std::uint32_t c = 0; c < channels_; ++c)
+        for (std::uint32_t c = 0; c < copied; ++c)
             channels[c][offset + i] = source[c];
     }
     consumed_.store(consumed + count, std::memory_order_release);

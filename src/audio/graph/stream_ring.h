@@ -16,8 +16,10 @@ class StreamRing {
     // Render side.
     /// Frames ready to read.
     std::int64_t readable() const;
-    /// Copies up to `frames` frames into per-channel arrays at `offset`; returns the count.
-    std::int64_t read(float* const* channels, std::uint32_t offset, std::int64_t frames);
+    /// Copies up to `frames` frames into the first `arrays` per-channel arrays at `offset`
+    /// (channels beyond them are skipped); returns the count.
+    std::int64_t read(float* const* channels, std::uint32_t arrays, std::uint32_t offset,
+                      std::int64_t frames);
     /// Every frame of the segment has been read.
     bool exhausted() const { return consumed_.load(std::memory_order_acquire) >= frameCount_; }
     /// The segment was cut short; the streamer stops filling it.
