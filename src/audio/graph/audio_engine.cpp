@@ -64,6 +64,8 @@ void AudioEngine::connect(PlayerNode& player, MixerNode& mixer, const AudioForma
     if (!player.connected_) {
         // The render thread has not seen this player yet, so it can be configured here.
         player.state_->configure(format, outputFormat().sampleRate);
+        player.state_->scratch = &graph_.scratch();
+        player.converterHeld_ = false;
     }
     player.connected_ = true;
     RenderCommand command;
@@ -134,8 +136,10 @@ Result<void, AudioError> AudioEngine::prepare() {
     if (format->sampleRate != previousRate) {
         // Nothing renders before the first start: players convert to the new rate from now on.
         for (PlayerNode* player : players_) {
-            if (player->connected_)
+            if (player->connected_) {
                 player->state_->configure(player->state_->format, format->sampleRate);
+                player->converterHeld_ = false;
+            }
         }
     }
     prepared_.store(true);

@@ -19,6 +19,10 @@ struct MixerState {
 
     void addInput(PlayerState* player);
     void removeInput(PlayerState* player);
+    bool anyInputSounding() const;
+    /// A block with nothing to mix: the gain jumps to its target, since a ramp over silence
+    /// is silence, and the next sound starts at the right level.
+    void skipSilentBlock() { appliedGain = targetGain.load(std::memory_order_relaxed); }
 
     /// Multiplies `frames` frames of `left` and `right` by the gain, ramping from the gain of
     /// the last block to the current target.

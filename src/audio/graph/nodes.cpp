@@ -18,13 +18,15 @@ PlayerNode::~PlayerNode() {
 void PlayerNode::submit(RenderCommand command) {
     if (engine_ == nullptr || !connected_) return;
     command.player = state_.get();
-    // Dropping what a converter holds means a new one: made here, never on the render thread.
-    const bool flushes = command.op == RenderCommand::Op::stop ||
-                         command.op == RenderCommand::Op::reset ||
-                         (command.op == RenderCommand::Op::schedule &&
-                          (command.item.options & kPlayerOptionInterrupts) != 0);
-    if (flushes && state_->converts()) {
+    // A converter lives from the first item scheduled until the player stops or resets, so
+    // idle stings hold none; an interrupting item drops what the old one holds and needs a
+    // new one. They are made here, never on the render thread.
+    if (command.op == RenderCommand::Op::stop || command.op == RenderCommand::Op::reset) {
+        converterHeld_ = false;
+    } else if (command.op == RenderCommand::Op::schedule && state_->converts() &&
+               (!converterHeld_ || (command.item.options & kPlayerOptionInterrupts) != 0)) {
         command.freshResampler = new Resampler(state_->format.sampleRate, state_->deviceRate);
+        converterHeld_ = true;
     }
     engine_->submit(command);
 }

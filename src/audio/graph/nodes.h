@@ -64,6 +64,7 @@ class PlayerNode {
     std::unique_ptr<PlayerState> state_;
     bool playing_ = false;
     bool connected_ = false;
+    bool converterHeld_ = false;  // the render side holds a converter this player gave it
 };
 
 class MixerNode {

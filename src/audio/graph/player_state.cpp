@@ -14,27 +14,10 @@ void PlayerState::configure(const AudioFormat& newFormat, double newDeviceRate) 
     deviceRate = newDeviceRate;
     const std::uint32_t channels = std::min(std::max(format.channelCount, 1u), kMaxSourceChannels);
     channelMap_ = ChannelMap::forChannels(channels);
+    // A converter comes with the first item scheduled for the new rate.
     resampler_.reset();
     stopTailFrames_ = stopTailRead_ = 0;
-    convertedFrames_ = 0;
     inputFed_ = outputTaken_ = 0;
-    std::size_t stepFrames = 0;
-    if (converts()) {
-        resampler_ = std::make_unique<Resampler>(format.sampleRate, deviceRate);
-        stepFrames = resampler_->stepFrames();
-        stepInput_.assign(stepFrames * 2, 0.0f);
-        stepPointers_ = {stepInput_.data(), stepInput_.data() + stepFrames};
-        // A block takes what is left from the last step plus whole steps.
-        convertedCapacity_ = kMaxBlockFrames + resampler_->maxStepOutput();
-        converted_.assign(convertedCapacity_ * 2, 0.0f);
-        convertedPointers_ = {converted_.data(), converted_.data() + convertedCapacity_};
-    }
-    // Channel arrays for one read of 16-bit or streamed frames.
-    scratchFrames_ = std::max<std::size_t>(kMaxBlockFrames, stepFrames);
-    channelScratch_.assign(scratchFrames_ * channels, 0.0f);
-    for (std::uint32_t c = 0; c < channels; ++c) {
-        channelPointers_[c] = channelScratch_.data() + c * scratchFrames_;
-    }
 }
 
 void PlayerState::complete(const ScheduledItem& item, SpscQueue<Notification>& notifications) {
@@ -47,6 +30,18 @@ void PlayerState::complete(const ScheduledItem& item, SpscQueue<Notification>& n
     if (!notifications.push(done)) droppedItems.fetch_add(1, std::memory_order_relaxed);
 }
 
+void PlayerState::adopt(Resampler* fresh, SpscQueue<Notification>& notifications) {
+    if (!resampler_ && fresh == nullptr) return;
+    Notification released;
+    released.kind = Notification::Kind::resamplerReleased;
+    released.resampler = resampler_.release();
+    resampler_.reset(fresh);
+    inputFed_ = outputTaken_ = 0;
+    if (released.resampler != nullptr && !notifications.push(released)) {
+        droppedItems.fetch_add(1, std::memory_order_relaxed);  // leaks rather than frees here
+    }
+}
+
 void PlayerState::flush(Resampler* fresh, SpscQueue<Notification>& notifications) {
     for (; count_ > 0; --count_) {
         complete(items_[head_], notifications);
@@ -57,22 +52,16 @@ void PlayerState::flush(Resampler* fresh, SpscQueue<Notification>& notifications
         pendingHead_ = (pendingHead_ + 1) % kMaxItems;
     }
     itemPosition_ = 0;
-    if (fresh != nullptr) {
-        Notification released;
-        released.kind = Notification::Kind::resamplerReleased;
-        released.resampler = resampler_.release();
-        resampler_.reset(fresh);
-        convertedFrames_ = 0;
-        inputFed_ = outputTaken_ = 0;
-        if (released.resampler != nullptr && !notifications.push(released)) {
-            droppedItems.fetch_add(1, std::memory_order_relaxed);  // leaks rather than frees here
-        }
-    }
+    adopt(fresh, notifications);
 }
 
 void PlayerState::schedule(const ScheduledItem& item, Resampler* fresh,
                            SpscQueue<Notification>& notifications) {
-    if ((item.options & kPlayerOptionInterrupts) != 0) flush(fresh, notifications);
+    if ((item.options & kPlayerOptionInterrupts) != 0) {
+        flush(fresh, notifications);
+    } else if (fresh != nullptr) {
+        adopt(fresh, notifications);  // the first item since the converter was let go
+    }
     if (count_ == kMaxItems) {
         complete(item, notifications);  // no room: report it as done so nothing waits on it
         droppedItems.fetch_add(1, std::memory_order_relaxed);
@@ -166,17 +155,17 @@ void PlayerState::pull(float* left, float* right, std::uint32_t frames,
             } else if (const std::int16_t* const* ints = item.buffer->int16ChannelData()) {
                 for (std::uint32_t c = 0; c < channels; ++c) {
                     for (std::uint32_t i = 0; i < take; ++i) {
-                        channelPointers_[c][i] = static_cast<float>(ints[c][from + i]) / 32768.0f;
+                        scratch->channels[c][i] = static_cast<float>(ints[c][from + i]) / 32768.0f;
                     }
                 }
-                mixChannels(channelPointers_.data(), 0, take, left + filled, right + filled);
+                mixChannels(scratch->channels.data(), 0, take, left + filled, right + filled);
             }
             itemPosition_ += take;
         } else if (item.stream != nullptr) {
-            const std::int64_t got = item.stream->read(channelPointers_.data(), channels, 0, take);
+            const std::int64_t got = item.stream->read(scratch->channels.data(), channels, 0, take);
             // When the disk fell behind, the rest of this block is silence rather than a skip.
             if (got < take) item.stream->countUnderrun();
-            mixChannels(channelPointers_.data(), 0, static_cast<std::uint32_t>(got), left + filled,
+            mixChannels(scratch->channels.data(), 0, static_cast<std::uint32_t>(got), left + filled,
                         right + filled);
             itemPosition_ += got;
         }
@@ -220,25 +209,24 @@ void PlayerState::completeHeard(SpscQueue<Notification>& notifications) {
 void PlayerState::produceConverted(float* left, float* right, std::uint32_t count,
                                    SpscQueue<Notification>& notifications) {
     const std::size_t step = resampler_->stepFrames();
+    float* const* input = scratch->step.data();
     // Bounded so a converter that stops giving output leaves silence instead of hanging.
-    for (int steps = 0; convertedFrames_ < count && steps < 4096; ++steps) {
-        std::fill_n(stepPointers_[0], step, 0.0f);
-        std::fill_n(stepPointers_[1], step, 0.0f);
+    for (int steps = 0; resampler_->ready() < count && steps < 4096; ++steps) {
+        std::fill_n(input[0], step, 0.0f);
+        std::fill_n(input[1], step, 0.0f);
         pullBase_ = inputFed_;
-        pull(stepPointers_[0], stepPointers_[1], static_cast<std::uint32_t>(step), notifications);
+        pull(input[0], input[1], static_cast<std::uint32_t>(step), notifications);
         inputFed_ += static_cast<std::int64_t>(step);
-        float* out[2] = {convertedPointers_[0] + convertedFrames_,
-                         convertedPointers_[1] + convertedFrames_};
-        convertedFrames_ += resampler_->step(stepPointers_.data(), out);
+        resampler_->step(input);
     }
-    const std::size_t take = std::min<std::size_t>(count, convertedFrames_);
+    const std::size_t take = std::min<std::size_t>(count, resampler_->ready());
+    const float* convertedLeft = resampler_->readyChannel(0);
+    const float* convertedRight = resampler_->readyChannel(1);
     for (std::size_t i = 0; i < take; ++i) {
-        left[i] += convertedPointers_[0][i];
-        right[i] += convertedPointers_[1][i];
+        left[i] += convertedLeft[i];
+        right[i] += convertedRight[i];
     }
-    for (float* channel : convertedPointers_)
-        std::memmove(channel, channel + take, (convertedFrames_ - take) * sizeof(float));
-    convertedFrames_ -= take;
+    resampler_->take(take);
     outputTaken_ += static_cast<std::int64_t>(take);
     completeHeard(notifications);
 }
@@ -247,7 +235,7 @@ void PlayerState::produce(float* left, float* right, std::uint32_t count,
                           SpscQueue<Notification>& notifications) {
     if (resampler_) {
         produceConverted(left, right, count, notifications);
-    } else {
+    } else if (!converts()) {
         pull(left, right, count, notifications);
     }
 }

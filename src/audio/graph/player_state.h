@@ -10,6 +10,7 @@
 
 #include "audio/graph/audio_format.h"
 #include "audio/graph/channel_map.h"
+#include "audio/graph/render_scratch.h"
 #include "audio/graph/render_types.h"
 #include "audio/graph/resampler.h"
 #include "audio/graph/spsc_queue.h"
@@ -28,20 +29,25 @@ struct PlayerState {
     static constexpr std::int64_t kNotStarted = INT64_MIN;
 
     /// Prepares conversion from `format` to stereo at `deviceRate`. Control thread only, while
-    /// the render thread does not use this player.
+    /// the render thread does not use this player. A player that converts holds a converter
+    /// only from its first scheduled item until it stops or resets: the item brings it.
     void configure(const AudioFormat& format, double deviceRate);
     bool converts() const { return format.sampleRate > 0 && format.sampleRate != deviceRate; }
 
     // Render thread.
-    /// `fresh` (may be null) replaces the converter when the item interrupts the queue.
+    /// `fresh` (may be null) replaces the converter when the item interrupts the queue, and is
+    /// taken up by a player that holds none.
     void schedule(const ScheduledItem& item, Resampler* fresh,
                   SpscQueue<Notification>& notifications);
     void play(std::uint64_t hostTime);
     /// Stops at once: the next few milliseconds of what was playing still sound, ramped down
     /// to silence, so the stop does not click.
     /// Without `ramp` (the output went away, the player is removed) it falls silent at once.
+    /// Stop and reset let go of the converter (for `fresh`, usually none).
     void stop(Resampler* fresh, SpscQueue<Notification>& notifications, bool ramp = true);
     void reset(Resampler* fresh, SpscQueue<Notification>& notifications);
+    /// Something to render: playing, or finishing its stop ramp.
+    bool sounding() const { return playing_ || stopTailRead_ < stopTailFrames_; }
     /// Adds this player's next `frames` output frames into `left` and `right`.
     void render(float* left, float* right, std::uint32_t frames, const CycleTime& cycle,
                 SpscQueue<Notification>& notifications);
@@ -56,6 +62,7 @@ struct PlayerState {
     AudioFormat format;
     double deviceRate = 0;
     MixerState* mixer = nullptr;
+    RenderScratch* scratch = nullptr;  // the graph's, set when the player is connected
 
   private:
     /// An item whose frames have all gone into the converter, waiting until its last frame
@@ -84,7 +91,9 @@ struct PlayerState {
     /// Adds `count` frames of `channels` from frame `from` on, mapped to stereo.
     void mixChannels(const float* const* channels, std::int64_t from, std::uint32_t count,
                      float* left, float* right) const;
-    /// Drops the schedule and what the converter holds, swapping in `fresh` when given.
+    /// Lets the converter go (to the notifier, to be freed) and takes `fresh`.
+    void adopt(Resampler* fresh, SpscQueue<Notification>& notifications);
+    /// Drops the schedule and the converter, taking `fresh`.
     void flush(Resampler* fresh, SpscQueue<Notification>& notifications);
     void complete(const ScheduledItem& item, SpscQueue<Notification>& notifications);
 
@@ -98,17 +107,8 @@ struct PlayerState {
     std::uint64_t startHostTime_ = 0;
 
     ChannelMap channelMap_;
-    std::vector<float> channelScratch_;  // format.channelCount arrays of kScratchFrames
-    std::array<float*, kMaxSourceChannels> channelPointers_{};
-    std::size_t scratchFrames_ = 0;
 
     std::unique_ptr<Resampler> resampler_;
-    std::vector<float> stepInput_;  // one converter step of stereo frames at the player's rate
-    std::array<float*, 2> stepPointers_{};
-    std::vector<float> converted_;  // converted stereo frames not yet rendered
-    std::array<float*, 2> convertedPointers_{};
-    std::size_t convertedFrames_ = 0;
-    std::size_t convertedCapacity_ = 0;
     std::int64_t inputFed_ = 0;     // frames given to the converter since it was fresh
     std::int64_t pullBase_ = 0;     // inputFed_ when the current step began
     std::int64_t outputTaken_ = 0;  // converted frames rendered since it was fresh

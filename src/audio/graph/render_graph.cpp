@@ -93,6 +93,11 @@ void RenderGraph::renderBlock(float* left, float* right, std::uint32_t frames,
     float* mixRight = mixRight_.data();
     for (std::size_t m = 0; m < mixerCount_; ++m) {
         MixerState& mixer = *mixers_[m];
+        // Only stings that sound are mixed, so a large show costs nothing while it is quiet.
+        if (!mixer.anyInputSounding()) {
+            mixer.skipSilentBlock();
+            continue;
+        }
         std::fill_n(mixLeft, frames, 0.0f);
         std::fill_n(mixRight, frames, 0.0f);
         for (std::size_t i = 0; i < mixer.inputCount; ++i) {

@@ -9,6 +9,7 @@
 
 #include "audio/graph/audio_format.h"
 #include "audio/graph/mixer_state.h"
+#include "audio/graph/render_scratch.h"
 #include "audio/graph/render_types.h"
 #include "audio/graph/spsc_queue.h"
 
@@ -38,6 +39,7 @@ class RenderGraph {
     void clearWake();
 
     MixerState& mainMixer() { return main_; }
+    RenderScratch& scratch() { return scratch_; }
     void setSampleRate(double rate) { sampleRate_ = rate; }
     double sampleRate() const { return sampleRate_; }
 
@@ -56,6 +58,7 @@ class RenderGraph {
     std::array<MixerState*, kMaxMixers> mixers_{};
     std::size_t mixerCount_ = 0;
     MixerState main_;
+    RenderScratch scratch_;
     std::vector<float> mixLeft_;
     std::vector<float> mixRight_;
     double sampleRate_ = 48000;

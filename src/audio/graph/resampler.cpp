@@ -34,7 +34,7 @@ std::size_t inputPeriod(double inputRate, double outputRate) {
 
 }  // namespace
 
-Resampler::Resampler(double inputRate, double outputRate)
+Resampler::Resampler(double inputRate, double outputRate, std::size_t maxReadyFrames)
     : inputRate_(inputRate), outputRate_(outputRate) {
     const soxr_io_spec_t io = soxr_io_spec(SOXR_FLOAT32_S, SOXR_FLOAT32_S);
     const soxr_quality_spec_t quality = soxr_quality_spec(SOXR_HQ, 0);
@@ -66,12 +66,17 @@ Resampler::Resampler(double inputRate, double outputRate)
         std::max<std::size_t>(64, (warmUpFrames + stepFrames_ - 1) / stepFrames_);
     std::int64_t emitted = 0;
     for (std::size_t s = 0; s < steps; ++s) {
-        emitted += static_cast<std::int64_t>(step(in, out));
+        emitted += static_cast<std::int64_t>(convert(in, out));
     }
     // What the warm-up should have produced, less what came out, is still inside the
     // converter: the first frames of the real input follow it.
     const double expected = static_cast<double>(steps * stepFrames_) * ratio();
     discardFrames_ = std::max<std::int64_t>(0, std::llround(expected) - emitted);
+
+    const std::size_t capacity = maxReadyFrames + maxStepOutput_;
+    readyStorage_ = std::make_unique<float[]>(capacity * 2);
+    ready_[0] = readyStorage_.get();
+    ready_[1] = readyStorage_.get() + capacity;
 }
 
 Resampler::~Resampler() {
@@ -96,8 +101,22 @@ std::size_t Resampler::process(const float* const* input, std::size_t frames, fl
     return produced;
 }
 
-std::size_t Resampler::step(const float* const* input, float* const* output) {
+std::size_t Resampler::step(const float* const* input) {
     if (soxr_ == nullptr) return 0;
+    float* out[2] = {ready_[0] + readyFrames_, ready_[1] + readyFrames_};
+    const std::size_t got = convert(input, out);
+    readyFrames_ += got;
+    return got;
+}
+
+void Resampler::take(std::size_t frames) {
+    frames = std::min(frames, readyFrames_);
+    for (float* channel : ready_)
+        std::memmove(channel, channel + frames, (readyFrames_ - frames) * sizeof(float));
+    readyFrames_ -= frames;
+}
+
+std::size_t Resampler::convert(const float* const* input, float* const* output) {
     std::size_t got = process(input, stepFrames_, output, maxStepOutput_);
     if (discardFrames_ > 0 && got > 0) {
         const auto dropped = static_cast<std::size_t>(

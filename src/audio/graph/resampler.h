@@ -5,6 +5,7 @@
 // construction.
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 
 typedef struct soxr* soxr_t;
 
@@ -13,8 +14,9 @@ namespace brellow::audio {
 class Resampler {
   public:
     /// Warms the converter up with silence so that later steps never allocate, and so that
-    /// the first real frame is converted on an exact output frame.
-    Resampler(double inputRate, double outputRate);
+    /// the first real frame is converted on an exact output frame. Holds up to
+    /// `maxReadyFrames` plus one step of converted frames not yet taken.
+    Resampler(double inputRate, double outputRate, std::size_t maxReadyFrames = 4096);
     ~Resampler();
     Resampler(const Resampler&) = delete;
     Resampler& operator=(const Resampler&) = delete;
@@ -28,13 +30,20 @@ class Resampler {
     /// Most output frames one step writes.
     std::size_t maxStepOutput() const { return maxStepOutput_; }
 
-    /// Converts exactly `stepFrames()` frames of `input` (two channel arrays) and writes the
-    /// output frames now available into `output` (room for `maxStepOutput()`); returns how
-    /// many. Output frame k of a run is the input at time k / ratio() since the run's first
-    /// input frame: the warm-up history is dropped here.
-    std::size_t step(const float* const* input, float* const* output);
+    /// Converts exactly `stepFrames()` frames of `input` (two channel arrays) and appends the
+    /// output frames now available to the ready frames; returns how many. Output frame k of a
+    /// run is the input at time k / ratio() since the run's first input frame: the warm-up
+    /// history is dropped here. Call only while `ready()` is below `maxReadyFrames`.
+    std::size_t step(const float* const* input);
+    /// Converted frames waiting to be taken, as two channel arrays.
+    std::size_t ready() const { return readyFrames_; }
+    const float* readyChannel(int channel) const { return ready_[channel]; }
+    /// Drops the first `frames` ready frames.
+    void take(std::size_t frames);
 
   private:
+    /// Converts `input` into `output`, returning the frames written.
+    std::size_t convert(const float* const* input, float* const* output);
     std::size_t process(const float* const* input, std::size_t frames, float* const* output,
                         std::size_t room);
 
@@ -44,6 +53,9 @@ class Resampler {
     std::size_t stepFrames_ = 0;
     std::size_t maxStepOutput_ = 0;
     std::int64_t discardFrames_ = 0;  // warm-up output still to drop
+    std::unique_ptr<float[]> readyStorage_;
+    float* ready_[2] = {nullptr, nullptr};
+    std::size_t readyFrames_ = 0;
 };
 
 }  // namespace brellow::audio
