@@ -78,6 +78,16 @@ void AudioEngine::connect(PlayerNode& player, MixerNode& mixer, const AudioForma
 void AudioEngine::connectToMain(MixerNode& mixer) {
     if (mixer.engine_ != this || mixer.connected_ || !mixer.owned_) return;
     mixer.connected_ = true;
+    if (mainInputs_ == mainCapacity_) {
+        // A larger list for the render thread, which must not allocate one itself.
+        RenderCommand grow;
+        grow.op = RenderCommand::Op::growMixers;
+        grow.mixerCapacity = mainCapacity_ * 2;
+        grow.mixerList = new MixerState*[grow.mixerCapacity]();
+        mainCapacity_ = grow.mixerCapacity;
+        submit(grow);
+    }
+    ++mainInputs_;
     RenderCommand command;
     command.op = RenderCommand::Op::addMixer;
     command.mixer = mixer.state_;
@@ -121,6 +131,7 @@ void AudioEngine::detach(MixerNode& mixer) {
         command.op = RenderCommand::Op::removeMixer;
         command.mixer = state;
         submit(command);
+        --mainInputs_;
     }
     mixer.connected_ = false;
     mixer.engine_ = nullptr;
@@ -225,6 +236,9 @@ void AudioEngine::pumpNotifications() {
             }
             case Notification::Kind::resamplerReleased:
                 delete note->resampler;
+                break;
+            case Notification::Kind::mixerListReleased:
+                delete[] note->mixerList;
                 break;
             case Notification::Kind::mixerReleased: {
                 const std::lock_guard lock(completionsMutex_);

@@ -95,6 +95,9 @@ class AudioEngine final : private OutputRenderer {
 
     std::vector<PlayerNode*> players_;
     std::vector<MixerNode*> mixers_;
+    // Mixers connected to the main mixer, and the room the render thread's list has.
+    std::size_t mainInputs_ = 0;
+    std::size_t mainCapacity_ = RenderGraph::kInitialMixerCapacity;
     std::unordered_map<PlayerState*, std::unique_ptr<PlayerState>> retiredPlayers_;
     std::unordered_map<MixerState*, std::unique_ptr<MixerState>> retiredMixers_;
 

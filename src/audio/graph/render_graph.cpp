@@ -13,11 +13,13 @@ namespace brellow::audio {
 RenderGraph::RenderGraph()
     : commands_(8192),
       notifications_(16384),
+      mixers_(new MixerState*[kInitialMixerCapacity]()),
       mixLeft_(kMaxBlockFrames),
       mixRight_(kMaxBlockFrames),
       wakeFd_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
 
 RenderGraph::~RenderGraph() {
+    delete[] mixers_;
     if (wakeFd_ >= 0) ::close(wakeFd_);
 }
 
@@ -30,11 +32,21 @@ void RenderGraph::apply(const RenderCommand& command) {
     PlayerState* player = command.player;
     switch (command.op) {
         case RenderCommand::Op::addMixer:
-            if (mixerCount_ < kMaxMixers) mixers_[mixerCount_++] = command.mixer;
+            if (mixerCount_ < mixerCapacity_) mixers_[mixerCount_++] = command.mixer;
             break;
+        case RenderCommand::Op::growMixers: {
+            std::copy_n(mixers_, mixerCount_, command.mixerList);
+            Notification released;
+            released.kind = Notification::Kind::mixerListReleased;
+            released.mixerList = mixers_;
+            mixers_ = command.mixerList;
+            mixerCapacity_ = command.mixerCapacity;
+            notifications_.push(released);
+            break;
+        }
         case RenderCommand::Op::removeMixer: {
-            auto* end = mixers_.begin() + mixerCount_;
-            auto* found = std::find(mixers_.begin(), end, command.mixer);
+            auto* end = mixers_ + mixerCount_;
+            auto* found = std::find(mixers_, end, command.mixer);
             if (found != end) {
                 std::copy(found + 1, end, found);
                 --mixerCount_;
@@ -98,6 +110,7 @@ void RenderGraph::renderBlock(float* left, float* right, std::uint32_t frames,
             mixer.skipSilentBlock();
             continue;
         }
+        mixer.beginSoundingBlock();
         std::fill_n(mixLeft, frames, 0.0f);
         std::fill_n(mixRight, frames, 0.0f);
         for (std::size_t i = 0; i < mixer.inputCount; ++i) {

@@ -17,7 +17,9 @@ namespace brellow::audio {
 
 class RenderGraph {
   public:
-    static constexpr std::size_t kMaxMixers = 1024;
+    /// Mixers the graph has room for at first; the control side sends a larger list before
+    /// it adds one more than there is room for (`growMixers`).
+    static constexpr std::size_t kInitialMixerCapacity = 1024;
 
     RenderGraph();
     ~RenderGraph();
@@ -55,7 +57,8 @@ class RenderGraph {
 
     SpscQueue<RenderCommand> commands_;
     SpscQueue<Notification> notifications_;
-    std::array<MixerState*, kMaxMixers> mixers_{};
+    MixerState** mixers_;  // the main mixer's inputs, owned
+    std::size_t mixerCapacity_ = kInitialMixerCapacity;
     std::size_t mixerCount_ = 0;
     MixerState main_;
     RenderScratch scratch_;
