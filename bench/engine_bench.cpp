@@ -2,6 +2,7 @@
 // of a core the executor spends on 64 stings with fades. Prints its figures.
 #include <pthread.h>
 #include <time.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
@@ -26,9 +27,9 @@ using namespace std::chrono_literals;
 
 namespace {
 
-std::filesystem::path writeTone(const std::filesystem::path& path, int frames) {
+std::filesystem::path writeTone(const std::filesystem::path& path, int frames, int rate = 48000) {
     SF_INFO info{};
-    info.samplerate = 48000;
+    info.samplerate = rate;
     info.channels = 2;
     info.format = SF_FORMAT_CAF | SF_FORMAT_FLOAT;
     SNDFILE* file = sf_open(path.c_str(), SFM_WRITE, &info);
@@ -36,6 +37,16 @@ std::filesystem::path writeTone(const std::filesystem::path& path, int frames) {
     sf_writef_float(file, samples.data(), frames);
     sf_close(file);
     return path;
+}
+
+// Resident memory of this process in bytes.
+double residentBytes() {
+    long pages = 0, resident = 0;
+    if (std::FILE* statm = std::fopen("/proc/self/statm", "r")) {
+        if (std::fscanf(statm, "%ld %ld", &pages, &resident) != 2) resident = 0;
+        std::fclose(statm);
+    }
+    return static_cast<double>(resident) * static_cast<double>(sysconf(_SC_PAGESIZE));
 }
 
 double threadCpuSeconds() {
@@ -71,7 +82,7 @@ int main() {
     const auto dir = std::filesystem::temp_directory_path() / "brellow-engine-bench";
     std::filesystem::create_directories(dir);
 
-    {  // play to playbackStarted at an observer
+    for (const int rate : {48000, 44100}) {  // play to playbackStarted at an observer
         Rig rig;
         std::mutex mutex;
         std::condition_variable heard;
@@ -83,7 +94,7 @@ int main() {
             heard.notify_all();
         });
         const Uuid id = Uuid::generate();
-        rig.engine->loadSting(id, writeTone(dir / "tone.caf", 48000 * 5), 0);
+        rig.engine->loadSting(id, writeTone(dir / "tone.caf", rate * 5, rate), 0);
         std::vector<double> latencies;
         for (int trial = 0; trial < 501; ++trial) {
             std::unique_lock lock(mutex);
@@ -100,10 +111,46 @@ int main() {
         }
         std::sort(latencies.begin(), latencies.end());
         std::printf(
-            "play to playbackStarted at an observer (%zu trials): min %.3f ms, median %.3f ms, "
-            "p99 %.3f ms, max %.3f ms\n",
-            latencies.size(), latencies.front(), latencies[latencies.size() / 2],
+            "play to playbackStarted at an observer, %d Hz sting on 48 kHz (%zu trials): min "
+            "%.3f ms, median %.3f ms, p99 %.3f ms, max %.3f ms\n",
+            rate, latencies.size(), latencies.front(), latencies[latencies.size() / 2],
             latencies[latencies.size() * 99 / 100], latencies.back());
+    }
+
+    {  // a show of 2000 one-second 44.1 kHz stereo stings: load time and resident memory
+        constexpr int kStings = 2000;
+        const auto showDir = dir / "show";
+        std::filesystem::create_directories(showDir);
+        std::vector<std::filesystem::path> files;
+        for (int i = 0; i < kStings; ++i)
+            files.push_back(writeTone(showDir / (std::to_string(i) + ".caf"), 44100, 44100));
+        const double before = residentBytes();
+        Rig rig;
+        std::mutex mutex;
+        std::condition_variable done;
+        int loaded = 0;
+        const auto start = std::chrono::steady_clock::now();
+        for (const auto& file : files) {
+            rig.engine->loadSting(Uuid::generate(), file, 0, [&](std::optional<EngineFailure>) {
+                const std::lock_guard lock(mutex);
+                ++loaded;
+                done.notify_all();
+            });
+        }
+        std::unique_lock lock(mutex);
+        done.wait_for(lock, 120s, [&] { return loaded == kStings; });
+        lock.unlock();
+        const double seconds =
+            std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+        std::this_thread::sleep_for(200ms);  // a few periods of the idle show
+        const double media = kStings * 44100.0 * 2 * 4;
+        const double resident = residentBytes() - before;
+        std::printf(
+            "open 2000 one-second 44.1 kHz stereo stings: all playable in %.2f s; resident "
+            "growth %.0f MiB for %.0f MiB of decoded media (%.2fx, %.0f KiB per sting beyond "
+            "its media)\n",
+            seconds, resident / 1048576, media / 1048576, resident / media,
+            (resident - media) / kStings / 1024);
     }
 
     {  // 64 stings with fades: executor work per second

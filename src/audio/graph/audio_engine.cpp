@@ -8,8 +8,17 @@
 
 namespace brellow::audio {
 
+namespace {
+// Enough for a burst of starts of stings at one rate (a GO of several cues at once); more
+// than that are made on the spot.
+constexpr std::size_t kReadyConvertersPerRatePair = 8;
+}  // namespace
+
 AudioEngine::AudioEngine(Options options)
-    : driver_(std::move(options.driver)), clock_(options.clock), mainMixer_(&graph_.mainMixer()) {
+    : driver_(std::move(options.driver)),
+      clock_(options.clock),
+      mainMixer_(&graph_.mainMixer()),
+      resamplers_(kReadyConvertersPerRatePair, options.notifierThread) {
     mainMixer_.engine_ = this;
     if (options.notifierThread) notifier_ = std::thread([this] { runNotifier(); });
 }
@@ -66,6 +75,7 @@ void AudioEngine::connect(PlayerNode& player, MixerNode& mixer, const AudioForma
         player.state_->configure(format, outputFormat().sampleRate);
         player.state_->scratch = &graph_.scratch();
         player.converterHeld_ = false;
+        resamplers_.registerPair(format.sampleRate, outputFormat().sampleRate);
     }
     player.connected_ = true;
     RenderCommand command;
@@ -150,6 +160,7 @@ Result<void, AudioError> AudioEngine::prepare() {
             if (player->connected_) {
                 player->state_->configure(player->state_->format, format->sampleRate);
                 player->converterHeld_ = false;
+                resamplers_.registerPair(player->state_->format.sampleRate, format->sampleRate);
             }
         }
     }

@@ -25,7 +25,8 @@ void PlayerNode::submit(RenderCommand command) {
         converterHeld_ = false;
     } else if (command.op == RenderCommand::Op::schedule && state_->converts() &&
                (!converterHeld_ || (command.item.options & kPlayerOptionInterrupts) != 0)) {
-        command.freshResampler = new Resampler(state_->format.sampleRate, state_->deviceRate);
+        command.freshResampler =
+            engine_->resamplers().take(state_->format.sampleRate, state_->deviceRate).release();
         converterHeld_ = true;
     }
     engine_->submit(command);
