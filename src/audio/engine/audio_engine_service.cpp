@@ -14,7 +14,9 @@ AudioEngineService::AudioEngineService(Options options)
     : engine_({std::move(options.driver), options.clock, options.notifierThread}),
       executor_(options.executor),
       delivery_(options.delivery != nullptr ? options.delivery : options.executor),
-      memoryLimitBytes_(options.memoryLimitBytes) {
+      memoryLimitBytes_(options.memoryLimitBytes),
+      loaders_(options.loadThreads > 0 ? std::make_unique<LoadPool>(options.loadThreads)
+                                       : nullptr) {
     log_.info("AudioEngineService init");
 }
 
@@ -60,11 +62,20 @@ const StingNode* AudioEngineService::nodeForTesting(const Uuid& id) const {
 // Public entry points: each posts its operation.
 
 void AudioEngineService::loadSting(const Uuid& id, const std::filesystem::path& url,
-                                   double volumeDB, Done done) {
-    submit([=, done = std::move(done)](AudioEngineService& self) {
+                                   double volumeDB, Done done, bool urgent) {
+    submit([=, done = std::move(done)](AudioEngineService& self) mutable {
+        if (self.loaders_) {
+            self.doLoadStingInBackground(id, url, volumeDB, urgent, std::move(done));
+            return;
+        }
         auto loaded = self.doLoadSting(id, url, volumeDB);
         if (done) done(loaded ? std::nullopt : std::optional(loaded.error()));
     });
+}
+
+void AudioEngineService::stingsNotYetPlayable(std::function<void(std::vector<Uuid>)> done) {
+    submit(
+        [done = std::move(done)](AudioEngineService& self) { self.doStingsNotYetPlayable(done); });
 }
 
 void AudioEngineService::unload(const Uuid& id) {
@@ -148,16 +159,20 @@ void AudioEngineService::teardown(StingNode& node) {
 Result<void, EngineFailure> AudioEngineService::doLoadSting(const Uuid& id,
                                                             const std::filesystem::path& url,
                                                             double volumeDB) {
+    return attachSting(id, url, volumeDB, decodeSting(url, memoryLimitBytes_));
+}
+
+Result<void, EngineFailure> AudioEngineService::attachSting(const Uuid& id,
+                                                            const std::filesystem::path& url,
+                                                            double volumeDB, DecodedSting decoded) {
     // A failed reload leaves no node behind: the old one is torn down and removed first.
     if (const auto old = stings_.find(id); old != stings_.end()) {
         teardown(*old->second);
         stings_.erase(old);
     }
-    auto opened = AudioFile::open(url);
-    if (!opened) return fail(EngineFailure{opened.error()});
-    std::shared_ptr<AudioFile> file = std::move(opened).value();
-    const AudioFormat format = file->processingFormat();
-    const std::int64_t length = file->length();
+    if (decoded.failure) return fail(std::move(*decoded.failure));
+    const AudioFormat format = decoded.format;
+    const std::int64_t length = decoded.length;
 
     auto node = std::make_unique<StingNode>();
     node->id = id;
@@ -165,17 +180,9 @@ Result<void, EngineFailure> AudioEngineService::doLoadSting(const Uuid& id,
     node->format = format;
     node->totalFrames = length;
     node->targetVolumeDB = volumeDB;
-    const std::uint64_t bytes = static_cast<std::uint64_t>(length) * format.bytesPerFrame();
-    if (bytes <= memoryLimitBytes_) {
-        auto buffer = PcmBuffer::create(format, static_cast<std::uint32_t>(length));
-        if (buffer) {
-            if (auto read = file->readInto(*buffer); !read)
-                return fail(EngineFailure{read.error()});
-            node->buffer = std::move(buffer);
-        }
-    }
+    node->buffer = std::move(decoded.buffer);
     node->storage = node->buffer ? StingNode::Storage::buffer : StingNode::Storage::file;
-    if (node->storage == StingNode::Storage::file) node->file = std::move(file);
+    if (node->storage == StingNode::Storage::file) node->file = std::move(decoded.file);
 
     node->player = std::make_unique<PlayerNode>();
     node->mixer = std::make_unique<MixerNode>();
@@ -192,6 +199,7 @@ Result<void, EngineFailure> AudioEngineService::doLoadSting(const Uuid& id,
 }
 
 void AudioEngineService::doUnload(const Uuid& id) {
+    loading_.erase(id);  // a decode still running is dropped when it finishes
     const auto it = stings_.find(id);
     if (it == stings_.end()) return;
     teardown(*it->second);

@@ -5,6 +5,7 @@
 #include <memory>
 #include <optional>
 
+#include "audio/engine/engine_error.h"
 #include "audio/graph/audio_file.h"
 #include "audio/graph/nodes.h"
 #include "base/uuid.h"
@@ -41,6 +42,16 @@ struct StingNode {
     std::uint64_t generation = 0;
 
     const char* storageName() const { return storage == Storage::buffer ? "buffer" : "file"; }
+};
+
+/// A sting's media as loading found it, before it joins the graph: in memory (`buffer`) or
+/// to be streamed (`file`), or why it could not be read.
+struct DecodedSting {
+    std::shared_ptr<AudioFile> file;
+    std::shared_ptr<const PcmBuffer> buffer;
+    AudioFormat format;
+    std::int64_t length = 0;
+    std::optional<EngineFailure> failure;
 };
 
 }  // namespace brellow::audio
