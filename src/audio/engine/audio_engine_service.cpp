@@ -1,9 +1,24 @@
 #include "audio/engine/audio_engine_service.h"
 
+#include <unistd.h>
+
 #include <cmath>
 #include <cstring>
 
 namespace brellow::audio {
+
+namespace {
+
+// A quarter of the machine's memory: room for the rest of the system and other programs
+// while a large show still keeps most of its stings in memory.
+std::uint64_t defaultMemoryBudget() {
+    const long pages = sysconf(_SC_PHYS_PAGES);
+    const long pageSize = sysconf(_SC_PAGESIZE);
+    if (pages <= 0 || pageSize <= 0) return std::uint64_t{1} << 30;
+    return static_cast<std::uint64_t>(pages) * static_cast<std::uint64_t>(pageSize) / 4;
+}
+
+}  // namespace
 
 float dbToGain(double dB) {
     if (dB <= -120) return 0.0f;
@@ -15,6 +30,8 @@ AudioEngineService::AudioEngineService(Options options)
       executor_(options.executor),
       delivery_(options.delivery != nullptr ? options.delivery : options.executor),
       memoryLimitBytes_(options.memoryLimitBytes),
+      memoryBudgetBytes_(options.memoryBudgetBytes > 0 ? options.memoryBudgetBytes
+                                                       : defaultMemoryBudget()),
       loaders_(options.loadThreads > 0 ? std::make_unique<LoadPool>(options.loadThreads)
                                        : nullptr) {
     log_.info("AudioEngineService init");
@@ -149,6 +166,8 @@ Result<void, EngineFailure> AudioEngineService::ensureRunning() {
 }
 
 void AudioEngineService::teardown(StingNode& node) {
+    memoryInUseBytes_ -= std::min(memoryInUseBytes_, node.memoryBytes);
+    node.memoryBytes = 0;
     node.cancelLoop = true;
     cancelFadeTimer(node);
     if (node.player->isPlaying()) node.player->stop();
@@ -180,9 +199,7 @@ Result<void, EngineFailure> AudioEngineService::attachSting(const Uuid& id,
     node->format = format;
     node->totalFrames = length;
     node->targetVolumeDB = volumeDB;
-    node->buffer = std::move(decoded.buffer);
-    node->storage = node->buffer ? StingNode::Storage::buffer : StingNode::Storage::file;
-    if (node->storage == StingNode::Storage::file) node->file = std::move(decoded.file);
+    placeInMemoryOrStream(*node, std::move(decoded));
 
     node->player = std::make_unique<PlayerNode>();
     node->mixer = std::make_unique<MixerNode>();

@@ -44,6 +44,9 @@ class AudioEngineService : public std::enable_shared_from_this<AudioEngineServic
         std::uint64_t memoryLimitBytes = 52'428'800;
         /// Threads that decode stings in parallel; 0 decodes on the executor, in order.
         unsigned loadThreads = 0;
+        /// Bytes of decoded media the whole show may hold in memory; stings loaded beyond it
+        /// stream from their files. 0: a quarter of the machine's memory.
+        std::uint64_t memoryBudgetBytes = 0;
     };
 
     static std::shared_ptr<AudioEngineService> create(Options options);
@@ -85,6 +88,8 @@ class AudioEngineService : public std::enable_shared_from_this<AudioEngineServic
 
     static constexpr double kStartLeadMs = 5;
     static constexpr std::uint64_t kMemoryLimitBytes = 52'428'800;
+    /// Seconds at the start of a streamed sting kept in memory, so it starts on time.
+    static constexpr double kPreloadSeconds = 2.0;
     static constexpr auto kFadeStep = std::chrono::milliseconds(16);
 
   private:
@@ -106,6 +111,8 @@ class AudioEngineService : public std::enable_shared_from_this<AudioEngineServic
     void doLoadStingInBackground(const Uuid& id, const std::filesystem::path& url, double volumeDB,
                                  bool urgent, Done done);
     void doStingsNotYetPlayable(std::function<void(std::vector<Uuid>)> done);
+    /// In memory within the show's budget, else streamed with its first seconds preloaded.
+    void placeInMemoryOrStream(StingNode& node, DecodedSting decoded);
     void doUnload(const Uuid& id);
     void teardown(StingNode& node);
     Result<std::uint64_t, EngineFailure> doPlay(const Uuid& id, std::optional<double> trimInSec,
@@ -163,6 +170,8 @@ class AudioEngineService : public std::enable_shared_from_this<AudioEngineServic
     std::unordered_map<Uuid, std::unique_ptr<StingNode>> stings_;
     std::unordered_map<Uuid, std::function<void(const Event&)>> observers_;
     std::uint64_t memoryLimitBytes_;
+    std::uint64_t memoryBudgetBytes_;
+    std::uint64_t memoryInUseBytes_ = 0;               // decoded media held in memory
     std::unordered_map<Uuid, std::uint64_t> loading_;  // decoding on a load thread: its ticket
     std::uint64_t lastLoadTicket_ = 0;
     std::unique_ptr<LoadPool> loaders_;  // last: its threads stop first

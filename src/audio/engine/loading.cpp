@@ -2,6 +2,8 @@
 // decoded sting to the graph (on the executor).
 #include "audio/engine/audio_engine_service.h"
 
+#include <cmath>
+
 namespace brellow::audio {
 
 DecodedSting AudioEngineService::decodeSting(const std::filesystem::path& url,
@@ -25,10 +27,41 @@ DecodedSting AudioEngineService::decodeSting(const std::filesystem::path& url,
                 return decoded;
             }
             decoded.buffer = std::move(buffer);
-            decoded.file.reset();  // played from memory: the file is not needed
+            return decoded;  // the file stays open in case the show's budget is used up
         }
     }
+    // Streamed: its first seconds are read now, so it starts on time.
+    const auto headFrames = static_cast<std::uint32_t>(std::min<std::int64_t>(
+        decoded.length, std::llround(kPreloadSeconds * decoded.format.sampleRate)));
+    if (auto head = PcmBuffer::create(decoded.format, headFrames)) {
+        if (auto read = decoded.file->readInto(*head); read) decoded.head = std::move(head);
+    }
     return decoded;
+}
+
+void AudioEngineService::placeInMemoryOrStream(StingNode& node, DecodedSting decoded) {
+    if (decoded.buffer) {
+        const std::uint64_t bytes = static_cast<std::uint64_t>(decoded.buffer->frameLength()) *
+                                    decoded.format.channelCount * decoded.format.bytesPerFrame();
+        if (memoryInUseBytes_ + bytes <= memoryBudgetBytes_ || !decoded.file) {
+            node.storage = StingNode::Storage::buffer;
+            node.buffer = std::move(decoded.buffer);
+            node.memoryBytes = bytes;
+            memoryInUseBytes_ += bytes;
+            return;
+        }
+        // Over the show's budget: this one streams, keeping its first seconds.
+        log_.notice("Sting %s streams from its file: the show holds %llu of %llu bytes in memory",
+                    node.id.toString().c_str(), static_cast<unsigned long long>(memoryInUseBytes_),
+                    static_cast<unsigned long long>(memoryBudgetBytes_));
+        const auto headFrames = static_cast<std::uint32_t>(
+            std::min<std::int64_t>(decoded.buffer->frameLength(),
+                                   std::llround(kPreloadSeconds * decoded.format.sampleRate)));
+        if (auto head = makeSegment(*decoded.buffer, 0, headFrames)) decoded.head = *head;
+    }
+    node.storage = StingNode::Storage::file;
+    node.file = std::move(decoded.file);
+    node.head = std::move(decoded.head);
 }
 
 void AudioEngineService::doLoadStingInBackground(const Uuid& id, const std::filesystem::path& url,

@@ -157,7 +157,7 @@ void AudioEngineService::scheduleFilePass(StingNode& node, std::int64_t start, s
                 if (auto self = weak.lock()) self->fileSegmentCompleted(id, generation);
             });
         },
-        options);
+        options, node.head.get());
 }
 
 void AudioEngineService::fileSegmentCompleted(const Uuid& id, std::uint64_t generation) {

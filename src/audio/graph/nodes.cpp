@@ -70,9 +70,11 @@ void PlayerNode::scheduleBuffer(std::shared_ptr<const PcmBuffer> buffer, std::in
 
 void PlayerNode::scheduleSegment(const AudioFile& file, std::int64_t startFrame,
                                  std::uint32_t frameCount, CompletionCallbackType callbackType,
-                                 CompletionHandler handler, std::uint32_t options) {
+                                 CompletionHandler handler, std::uint32_t options,
+                                 const PcmBuffer* head) {
     auto ring = std::make_shared<StreamRing>(file.path(), file.processingFormat().channelCount,
                                              startFrame, frameCount, DiskStreamer::kRingFrames);
+    if (head != nullptr) ring->prefill(*head);
     ScheduledItem item;
     item.stream = ring.get();
     item.frameCount = frameCount;

@@ -34,10 +34,13 @@ class PlayerNode {
     void scheduleBuffer(std::shared_ptr<const PcmBuffer> buffer, std::int64_t startFrame,
                         std::uint32_t frameCount, std::uint32_t options,
                         CompletionCallbackType callbackType, CompletionHandler handler);
-    /// Streams frames [startFrame, startFrame + frameCount) of `file` from disk.
+    /// Streams frames [startFrame, startFrame + frameCount) of `file` from disk. Frames that
+    /// `head` (the file's first frames, in memory) holds are there from the start, so the
+    /// segment sounds on time however slow the disk.
     void scheduleSegment(const AudioFile& file, std::int64_t startFrame, std::uint32_t frameCount,
                          CompletionCallbackType callbackType, CompletionHandler handler,
-                         std::uint32_t options = kPlayerOptionNone);
+                         std::uint32_t options = kPlayerOptionNone,
+                         const PcmBuffer* head = nullptr);
 
     void play();                        // as soon as possible
     void play(std::uint64_t hostTime);  // on the output frame heard at that host time

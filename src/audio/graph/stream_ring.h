@@ -8,6 +8,8 @@
 
 namespace brellow::audio {
 
+class PcmBuffer;
+
 class StreamRing {
   public:
     StreamRing(std::filesystem::path path, std::uint32_t channels, std::int64_t startFrame,
@@ -32,6 +34,9 @@ class StreamRing {
     }
     /// Appends interleaved frames; the caller never writes more than `writable()`.
     void write(const float* interleaved, std::int64_t frames);
+    /// Before the ring is read: writes what `head` (the file's first frames) holds of the
+    /// segment, as far as the ring has room.
+    void prefill(const PcmBuffer& head);
     bool cancelled() const { return cancelled_.load(std::memory_order_acquire); }
     /// A read error: the rest of the segment is delivered as silence.
     void failRemaining();
