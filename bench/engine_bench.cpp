@@ -18,6 +18,7 @@
 
 #include "audio/drivers/null_driver.h"
 #include "audio/engine/audio_engine_service.h"
+#include "audio/engine/sting_node.h"
 #include "audio/graph/rt_guard.h"
 #include "base/log.h"
 
@@ -59,10 +60,11 @@ struct Rig {
     ThreadExecutor executor;
     ThreadExecutor delivery;
     std::shared_ptr<AudioEngineService> engine;
-    explicit Rig(unsigned loadThreads = 0) {
+    explicit Rig(unsigned loadThreads = 0, std::uint64_t memoryBudget = 0) {
         AudioEngineService::Options options;
         options.driver = std::make_unique<NullDriver>(48000, 256);
         options.loadThreads = loadThreads;
+        options.memoryBudgetBytes = memoryBudget;
         options.executor = &executor;
         options.delivery = &delivery;
         engine = AudioEngineService::create(std::move(options));
@@ -162,6 +164,80 @@ int main() {
                 threads, seconds, resident / 1048576, media / 1048576, resident / media,
                 (resident - media) / kStings / 1024);
         }
+    }
+
+    {  // a 2 GiB show under a 1 GiB budget: what streams, memory, and starts
+        constexpr int kStings = 92;  // a minute of 48 kHz stereo each: 23 MB, 2.1 GB in all
+        const auto showDir = dir / "big";
+        std::filesystem::create_directories(showDir);
+        std::vector<std::filesystem::path> files;
+        for (int i = 0; i < kStings; ++i)
+            files.push_back(writeTone(showDir / (std::to_string(i) + ".caf"), 48000 * 60));
+        const double before = residentBytes();
+        const unsigned cores = std::max(1u, std::thread::hardware_concurrency());
+        Rig rig(cores, std::uint64_t{1} << 30);
+        std::mutex mutex;
+        std::condition_variable heard;
+        int loaded = 0;
+        std::uint64_t heardAt = 0;
+        rig.engine->addObserver([&](const Event& event) {
+            if (!std::holds_alternative<event::PlaybackStarted>(event)) return;
+            const std::lock_guard lock(mutex);
+            heardAt = MonotonicClock::shared().now();
+            heard.notify_all();
+        });
+        std::vector<Uuid> ids;
+        const auto start = std::chrono::steady_clock::now();
+        for (const auto& file : files) {
+            ids.push_back(Uuid::generate());
+            rig.engine->loadSting(ids.back(), file, 0, [&](std::optional<EngineFailure>) {
+                const std::lock_guard lock(mutex);
+                ++loaded;
+                heard.notify_all();
+            });
+        }
+        {
+            std::unique_lock lock(mutex);
+            heard.wait_for(lock, 300s, [&] { return loaded == kStings; });
+        }
+        const double seconds =
+            std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+        const int streamed = rig.onExecutor<int>([&] {
+            int count = 0;
+            for (const Uuid& id : ids) {
+                const StingNode* node = rig.engine->nodeForTesting(id);
+                count += node != nullptr && node->storage == StingNode::Storage::file ? 1 : 0;
+            }
+            return count;
+        });
+        const double resident = residentBytes() - before;
+        // Start each streamed sting in turn, mid-show, and time play to playbackStarted.
+        std::vector<double> latencies;
+        for (const Uuid& id : ids) {
+            const bool isFile = rig.onExecutor<bool>([&] {
+                return rig.engine->nodeForTesting(id)->storage == StingNode::Storage::file;
+            });
+            if (!isFile) continue;
+            std::unique_lock lock(mutex);
+            heardAt = 0;
+            lock.unlock();
+            const std::uint64_t command = MonotonicClock::shared().now();
+            rig.engine->play(id, std::nullopt, std::nullopt, false, 0, 0);
+            lock.lock();
+            heard.wait_for(lock, 1s, [&] { return heardAt != 0; });
+            if (heardAt != 0) latencies.push_back(static_cast<double>(heardAt - command) / 1e6);
+            lock.unlock();
+            std::this_thread::sleep_for(20ms);
+        }
+        std::sort(latencies.begin(), latencies.end());
+        std::printf(
+            "2.1 GB show under a 1 GiB budget: loaded in %.2f s, %d of %d stings stream; resident "
+            "growth %.0f MiB; play to playbackStarted of each streamed sting: median %.3f ms, "
+            "max %.3f ms\n",
+            seconds, streamed, kStings, resident / 1048576,
+            latencies.empty() ? 0.0 : latencies[latencies.size() / 2],
+            latencies.empty() ? 0.0 : latencies.back());
+        std::filesystem::remove_all(showDir);
     }
 
     {  // 64 stings with fades: executor work per second
