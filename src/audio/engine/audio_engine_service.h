@@ -110,7 +110,7 @@ class AudioEngineService : public std::enable_shared_from_this<AudioEngineServic
                                             double volumeDB, DecodedSting decoded);
     void doLoadStingInBackground(const Uuid& id, const std::filesystem::path& url, double volumeDB,
                                  bool urgent, Done done);
-    void doStingsNotYetPlayable(std::function<void(std::vector<Uuid>)> done);
+    void doStingsNotYetPlayable(const std::function<void(std::vector<Uuid>)>& done);
     /// In memory within the show's budget, else streamed with its first seconds preloaded.
     void placeInMemoryOrStream(StingNode& node, DecodedSting decoded);
     void doUnload(const Uuid& id);

@@ -91,7 +91,8 @@ void AudioEngineService::doLoadStingInBackground(const Uuid& id, const std::file
         urgent);
 }
 
-void AudioEngineService::doStingsNotYetPlayable(std::function<void(std::vector<Uuid>)> done) {
+void AudioEngineService::doStingsNotYetPlayable(
+    const std::function<void(std::vector<Uuid>)>& done) {
     std::vector<Uuid> ids;
     ids.reserve(loading_.size());
     for (const auto& [id, ticket] : loading_)

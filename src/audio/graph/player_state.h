@@ -116,7 +116,7 @@ struct PlayerState {
     std::size_t pendingHead_ = 0;
     std::size_t pendingCount_ = 0;
 
-    std::array<float, 2 * kMaxStopRampFrames> stopTail_{};
+    std::array<float, std::size_t{2} * kMaxStopRampFrames> stopTail_{};
     std::uint32_t stopTailFrames_ = 0;  // ramp frames rendered ahead
     std::uint32_t stopTailRead_ = 0;    // of which already played
 };
