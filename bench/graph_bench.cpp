@@ -90,6 +90,72 @@ void MixStereoVoicesResampled44to48(benchmark::State& state) {
 }
 BENCHMARK(MixStereoVoicesResampled44to48)->UseRealTime();
 
+// A show of 2000 loaded stings at mixed rates; `playing` of them loop with their gains moving
+// every period (a fade on each), the rest wait.
+void largeShow(benchmark::State& state, int playing) {
+    constexpr int kLoaded = 2000;
+    const double rates[] = {44100, 48000, 96000, 22050};
+    VirtualClock clock;
+    auto offline = std::make_unique<OfflineDriver>(clock, 48000, kPeriod);
+    offline->setCapturing(false);
+    OfflineDriver* driver = offline.get();
+    AudioEngine engine(AudioEngine::Options{std::move(offline), &clock, false});
+    (void)engine.start();
+    std::vector<std::shared_ptr<PcmBuffer>> buffers;
+    for (const double rate : rates) {
+        auto buffer =
+            PcmBuffer::create({rate, 2, SampleType::float32}, static_cast<std::uint32_t>(rate));
+        for (std::uint32_t c = 0; c < 2; ++c) {
+            for (std::uint32_t f = 0; f < buffer->frameCapacity(); ++f)
+                buffer->floatChannelData()[c][f] = static_cast<float>(std::sin(f * 0.01 + c));
+        }
+        buffer->setFrameLength(buffer->frameCapacity());
+        buffers.push_back(std::move(buffer));
+    }
+    std::vector<std::unique_ptr<PlayerNode>> players;
+    std::vector<std::unique_ptr<MixerNode>> mixers;
+    for (int v = 0; v < kLoaded; ++v) {
+        players.push_back(std::make_unique<PlayerNode>());
+        mixers.push_back(std::make_unique<MixerNode>());
+        engine.attach(*players.back());
+        engine.attach(*mixers.back());
+        engine.connect(*players.back(), *mixers.back(), buffers[v % 4]->format());
+        engine.connectToMain(*mixers.back());
+    }
+    // Every 31st sting plays: an even spread of rates, most of them converted.
+    int started = 0;
+    for (int v = 0; v < kLoaded && started < playing; v += 31, ++started) {
+        players[static_cast<std::size_t>(v)]->scheduleBuffer(
+            buffers[static_cast<std::size_t>(v) % 4], kPlayerOptionLoops,
+            CompletionCallbackType::dataPlayedBack, {});
+        players[static_cast<std::size_t>(v)]->play();
+    }
+    driver->render(48000);
+    engine.pumpNotifications();
+    float gain = 0.5f;
+    const auto start = std::chrono::steady_clock::now();
+    for (auto _ : state) {
+        gain = gain > 0.9f ? 0.5f : gain + 0.01f;
+        for (int v = 0; v < kLoaded; v += 31)
+            mixers[static_cast<std::size_t>(v)]->setOutputVolume(gain);
+        driver->render(kPeriod);
+    }
+    const double ns =
+        std::chrono::duration<double, std::nano>(std::chrono::steady_clock::now() - start).count();
+    const double frames = static_cast<double>(state.iterations()) * kPeriod;
+    state.counters["core_pct"] = ns / (frames / 48000.0 * 1e9) * 100.0;
+}
+
+void ShowOf2000Idle(benchmark::State& state) {
+    largeShow(state, 0);
+}
+BENCHMARK(ShowOf2000Idle)->UseRealTime();
+
+void ShowOf2000With64PlayingMixedRatesAndFades(benchmark::State& state) {
+    largeShow(state, 64);
+}
+BENCHMARK(ShowOf2000With64PlayingMixedRatesAndFades)->UseRealTime();
+
 // One minute of audio; every period a random voice starts or stops and levels move.
 void RenderThreadAuditOneMinute(benchmark::State& state) {
     for (auto _ : state) {

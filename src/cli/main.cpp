@@ -23,7 +23,7 @@ constexpr const char* kUsage =
     "                                     play a sine through the system output\n"
     "  play PKG STING...                  play stings (by name or identifier) through the\n"
     "                                     system output; Ctrl+C stops them with their fade-outs\n"
-    "  render PKG OUT.wav --duration SEC [--rate HZ] [ACTION...]\n"
+    "  render PKG OUT.wav --duration SEC [--rate HZ] [--memory-limit BYTES] [ACTION...]\n"
     "                                     render offline into a stereo float WAV; an ACTION is\n"
     "                                     SEC:play:STING, SEC:stop:STING[:FADE], SEC:stopall,\n"
     "                                     SEC:volume:STING:DB, SEC:master:DB,\n"

@@ -97,14 +97,19 @@ bool writeWav(const std::string& path, const std::vector<float>& left,
 }  // namespace
 
 int runRender(const Arguments& args) {
-    const char* usage = "render: expected PKG OUT.wav --duration SEC [--rate HZ] [ACTION...]";
+    const char* usage =
+        "render: expected PKG OUT.wav --duration SEC [--rate HZ] [--memory-limit BYTES] "
+        "[ACTION...]";
     if (args.size() < 2) return complain(kExitUsage, usage);
     double duration = -1, rate = 48000;
+    double memoryLimit = static_cast<double>(audio::AudioEngineService::kMemoryLimitBytes);
     std::vector<Action> actions;
     for (std::size_t i = 2; i < args.size(); ++i) {
-        if ((args[i] == "--duration" || args[i] == "--rate") && i + 1 < args.size()) {
-            if (!number(args[i + 1], args[i] == "--duration" ? duration : rate))
-                return complain(kExitUsage, usage);
+        if ((args[i] == "--duration" || args[i] == "--rate" || args[i] == "--memory-limit") &&
+            i + 1 < args.size()) {
+            double& value =
+                args[i] == "--duration" ? duration : (args[i] == "--rate" ? rate : memoryLimit);
+            if (!number(args[i + 1], value)) return complain(kExitUsage, usage);
             ++i;
             continue;
         }
@@ -116,7 +121,7 @@ int runRender(const Arguments& args) {
         action.fields.assign(fields.begin() + 1, fields.end());
         actions.push_back(action);
     }
-    if (duration <= 0 || duration > 24 * 3600 || rate < 8000 || rate > 384000)
+    if (duration <= 0 || duration > 24 * 3600 || rate < 8000 || rate > 384000 || memoryLimit < 0)
         return complain(kExitUsage, usage);
     std::stable_sort(actions.begin(), actions.end(),
                      [](const Action& a, const Action& b) { return a.atSec < b.atSec; });
@@ -124,7 +129,9 @@ int runRender(const Arguments& args) {
     std::setvbuf(stdout, nullptr, _IOLBF, 0);  // events interleave with log lines in order
     audio::VirtualClock clock;
     audio::ManualExecutor executor(clock);
-    auto offline = audio::makeOfflineEngine(clock, executor, rate, /*capture=*/true);
+    // A lower memory limit streams more stings from their files, as a large show does.
+    auto offline = audio::makeOfflineEngine(clock, executor, rate, /*capture=*/true,
+                                            static_cast<std::uint64_t>(memoryLimit));
     auto engine = offline.engine;
     audio::OfflineDriver& driver = *offline.driver;
     engine->addObserver([&](const audio::Event& event) {

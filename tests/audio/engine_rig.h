@@ -47,8 +47,10 @@ inline std::filesystem::path writeSting(const std::filesystem::path& path, doubl
 }
 
 struct EngineRig {
-    explicit EngineRig(std::uint64_t memoryLimit = 52'428'800) : executor(clock) {
-        auto offline = makeOfflineEngine(clock, executor, 48000, /*capture=*/true, memoryLimit);
+    explicit EngineRig(std::uint64_t memoryLimit = 52'428'800, std::uint64_t memoryBudget = 0)
+        : executor(clock) {
+        auto offline =
+            makeOfflineEngine(clock, executor, 48000, /*capture=*/true, memoryLimit, memoryBudget);
         engine = offline.engine;
         driver = offline.driver;
         engine->addObserver([this](const Event& event) { events.push_back(event); });

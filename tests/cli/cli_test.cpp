@@ -156,4 +156,43 @@ TEST(Cli, RenderPlaysAShowOfflineWithTimedActionsAndPrintsItsEvents) {
     EXPECT_NE(bad.err.find("not carried out"), std::string::npos);
 }
 
+TEST(Cli, RenderPlaysAConvertedStingToItsLastFrameFromMemoryOrFromItsFile) {
+    test::TempDir dir;
+    const fs::path package = dir / "Rates.stingshow";
+    Show show = makeNewShow();
+    Sting hit = test::makeSting("Hit");
+    show.pages[0].stings = {hit};
+    test::writePackage(package, show);
+    const std::int64_t frames = 22087;  // half a second and a bit at 44.1 kHz
+    audio::test::writeSting(package / "Media" / hit.mediaFilename, 44100, frames,
+                            [](std::int64_t) { return 0.5f; });
+    for (const char* limit : {"52428800", "1000"}) {  // in memory, streamed
+        const fs::path wav = dir / "out.wav";
+        const CliRun run = cli({"render", package.string(), wav.string(), "--duration", "1",
+                                "--rate", "48000", "--memory-limit", limit, "0:play:Hit"},
+                               dir.path());
+        ASSERT_EQ(run.exitCode, 0) << run.err;
+        const auto completed = run.out.find("reason=completed");
+        ASSERT_NE(completed, std::string::npos) << run.out;
+        const double completedAt = std::stod(run.out.substr(run.out.rfind('\n', completed) + 1));
+
+        auto rendered = audio::AudioFile::open(wav);
+        ASSERT_TRUE(rendered);
+        std::vector<float> left(48000), right(48000);
+        float* channels[2] = {left.data(), right.data()};
+        ASSERT_TRUE((*rendered)->readRange(0, 48000, channels));
+        long loud = 0, last = 0;
+        for (long i = 0; i < 48000; ++i) {
+            if (left[static_cast<std::size_t>(i)] > 0.25f) {
+                ++loud;
+                last = i;
+            }
+        }
+        // Every frame of the sting at the output rate, and completed once the last was heard.
+        EXPECT_NEAR(static_cast<double>(loud), frames * 48000.0 / 44100.0, 2.0) << limit;
+        EXPECT_GE(completedAt, static_cast<double>(last) / 48000.0) << limit;
+        EXPECT_LT(completedAt, static_cast<double>(last) / 48000.0 + 0.02) << limit;
+    }
+}
+
 }  // namespace brellow

@@ -1,9 +1,24 @@
 #include "audio/engine/audio_engine_service.h"
 
+#include <unistd.h>
+
 #include <cmath>
 #include <cstring>
 
 namespace brellow::audio {
+
+namespace {
+
+// A quarter of the machine's memory: room for the rest of the system and other programs
+// while a large show still keeps most of its stings in memory.
+std::uint64_t defaultMemoryBudget() {
+    const long pages = sysconf(_SC_PHYS_PAGES);
+    const long pageSize = sysconf(_SC_PAGESIZE);
+    if (pages <= 0 || pageSize <= 0) return std::uint64_t{1} << 30;
+    return static_cast<std::uint64_t>(pages) * static_cast<std::uint64_t>(pageSize) / 4;
+}
+
+}  // namespace
 
 float dbToGain(double dB) {
     if (dB <= -120) return 0.0f;
@@ -14,7 +29,11 @@ AudioEngineService::AudioEngineService(Options options)
     : engine_({std::move(options.driver), options.clock, options.notifierThread}),
       executor_(options.executor),
       delivery_(options.delivery != nullptr ? options.delivery : options.executor),
-      memoryLimitBytes_(options.memoryLimitBytes) {
+      memoryLimitBytes_(options.memoryLimitBytes),
+      memoryBudgetBytes_(options.memoryBudgetBytes > 0 ? options.memoryBudgetBytes
+                                                       : defaultMemoryBudget()),
+      loaders_(options.loadThreads > 0 ? std::make_unique<LoadPool>(options.loadThreads)
+                                       : nullptr) {
     log_.info("AudioEngineService init");
 }
 
@@ -60,11 +79,20 @@ const StingNode* AudioEngineService::nodeForTesting(const Uuid& id) const {
 // Public entry points: each posts its operation.
 
 void AudioEngineService::loadSting(const Uuid& id, const std::filesystem::path& url,
-                                   double volumeDB, Done done) {
-    submit([=, done = std::move(done)](AudioEngineService& self) {
+                                   double volumeDB, Done done, bool urgent) {
+    submit([=, done = std::move(done)](AudioEngineService& self) mutable {
+        if (self.loaders_) {
+            self.doLoadStingInBackground(id, url, volumeDB, urgent, std::move(done));
+            return;
+        }
         auto loaded = self.doLoadSting(id, url, volumeDB);
         if (done) done(loaded ? std::nullopt : std::optional(loaded.error()));
     });
+}
+
+void AudioEngineService::stingsNotYetPlayable(std::function<void(std::vector<Uuid>)> done) {
+    submit(
+        [done = std::move(done)](AudioEngineService& self) { self.doStingsNotYetPlayable(done); });
 }
 
 void AudioEngineService::unload(const Uuid& id) {
@@ -138,6 +166,8 @@ Result<void, EngineFailure> AudioEngineService::ensureRunning() {
 }
 
 void AudioEngineService::teardown(StingNode& node) {
+    memoryInUseBytes_ -= std::min(memoryInUseBytes_, node.memoryBytes);
+    node.memoryBytes = 0;
     node.cancelLoop = true;
     cancelFadeTimer(node);
     if (node.player->isPlaying()) node.player->stop();
@@ -148,16 +178,20 @@ void AudioEngineService::teardown(StingNode& node) {
 Result<void, EngineFailure> AudioEngineService::doLoadSting(const Uuid& id,
                                                             const std::filesystem::path& url,
                                                             double volumeDB) {
+    return attachSting(id, url, volumeDB, decodeSting(url, memoryLimitBytes_));
+}
+
+Result<void, EngineFailure> AudioEngineService::attachSting(const Uuid& id,
+                                                            const std::filesystem::path& url,
+                                                            double volumeDB, DecodedSting decoded) {
     // A failed reload leaves no node behind: the old one is torn down and removed first.
     if (const auto old = stings_.find(id); old != stings_.end()) {
         teardown(*old->second);
         stings_.erase(old);
     }
-    auto opened = AudioFile::open(url);
-    if (!opened) return fail(EngineFailure{opened.error()});
-    std::shared_ptr<AudioFile> file = std::move(opened).value();
-    const AudioFormat format = file->processingFormat();
-    const std::int64_t length = file->length();
+    if (decoded.failure) return fail(std::move(*decoded.failure));
+    const AudioFormat format = decoded.format;
+    const std::int64_t length = decoded.length;
 
     auto node = std::make_unique<StingNode>();
     node->id = id;
@@ -165,17 +199,7 @@ Result<void, EngineFailure> AudioEngineService::doLoadSting(const Uuid& id,
     node->format = format;
     node->totalFrames = length;
     node->targetVolumeDB = volumeDB;
-    const std::uint64_t bytes = static_cast<std::uint64_t>(length) * format.bytesPerFrame();
-    if (bytes <= memoryLimitBytes_) {
-        auto buffer = PcmBuffer::create(format, static_cast<std::uint32_t>(length));
-        if (buffer) {
-            if (auto read = file->readInto(*buffer); !read)
-                return fail(EngineFailure{read.error()});
-            node->buffer = std::move(buffer);
-        }
-    }
-    node->storage = node->buffer ? StingNode::Storage::buffer : StingNode::Storage::file;
-    if (node->storage == StingNode::Storage::file) node->file = std::move(file);
+    placeInMemoryOrStream(*node, std::move(decoded));
 
     node->player = std::make_unique<PlayerNode>();
     node->mixer = std::make_unique<MixerNode>();
@@ -192,6 +216,7 @@ Result<void, EngineFailure> AudioEngineService::doLoadSting(const Uuid& id,
 }
 
 void AudioEngineService::doUnload(const Uuid& id) {
+    loading_.erase(id);  // a decode still running is dropped when it finishes
     const auto it = stings_.find(id);
     if (it == stings_.end()) return;
     teardown(*it->second);

@@ -16,6 +16,7 @@
 #include "audio/engine/engine_error.h"
 #include "audio/engine/engine_event.h"
 #include "audio/engine/executor.h"
+#include "audio/engine/load_pool.h"
 #include "audio/engine/sting_node.h"
 #include "audio/graph/audio_engine.h"
 #include "base/log.h"
@@ -41,6 +42,11 @@ class AudioEngineService : public std::enable_shared_from_this<AudioEngineServic
         bool notifierThread = true;    // false: the caller pumps graph notifications
         /// Stings whose decoded size is at most this are held in memory, larger ones streamed.
         std::uint64_t memoryLimitBytes = 52'428'800;
+        /// Threads that decode stings in parallel; 0 decodes on the executor, in order.
+        unsigned loadThreads = 0;
+        /// Bytes of decoded media the whole show may hold in memory; stings loaded beyond it
+        /// stream from their files. 0: a quarter of the machine's memory.
+        std::uint64_t memoryBudgetBytes = 0;
     };
 
     static std::shared_ptr<AudioEngineService> create(Options options);
@@ -50,8 +56,13 @@ class AudioEngineService : public std::enable_shared_from_this<AudioEngineServic
 
     using Done = std::function<void(std::optional<EngineFailure>)>;
 
+    /// With load threads, the sting is decoded there (`urgent` ones first: the page on
+    /// screen) and becomes playable when `done` runs; a later load or an unload of the same
+    /// sting while it decodes replaces it (its `done` then reports no failure).
     void loadSting(const Uuid& id, const std::filesystem::path& url, double volumeDB,
-                   Done done = {});
+                   Done done = {}, bool urgent = false);
+    /// The stings asked to load that are not playable yet.
+    void stingsNotYetPlayable(std::function<void(std::vector<Uuid>)> done);
     void unload(const Uuid& id);
     /// `done` receives the host time the sting starts at, or the failure.
     void play(const Uuid& id, std::optional<double> trimInSec, std::optional<double> trimOutSec,
@@ -77,6 +88,8 @@ class AudioEngineService : public std::enable_shared_from_this<AudioEngineServic
 
     static constexpr double kStartLeadMs = 5;
     static constexpr std::uint64_t kMemoryLimitBytes = 52'428'800;
+    /// Seconds at the start of a streamed sting kept in memory, so it starts on time.
+    static constexpr double kPreloadSeconds = 2.0;
     static constexpr auto kFadeStep = std::chrono::milliseconds(16);
 
   private:
@@ -89,6 +102,17 @@ class AudioEngineService : public std::enable_shared_from_this<AudioEngineServic
     Result<void, EngineFailure> ensureRunning();
     Result<void, EngineFailure> doLoadSting(const Uuid& id, const std::filesystem::path& url,
                                             double volumeDB);
+    /// Opens the file and, within the memory limit, reads it into memory. Any thread.
+    static DecodedSting decodeSting(const std::filesystem::path& url,
+                                    std::uint64_t memoryLimitBytes);
+    /// Replaces any node of `id` by one for the decoded sting.
+    Result<void, EngineFailure> attachSting(const Uuid& id, const std::filesystem::path& url,
+                                            double volumeDB, DecodedSting decoded);
+    void doLoadStingInBackground(const Uuid& id, const std::filesystem::path& url, double volumeDB,
+                                 bool urgent, Done done);
+    void doStingsNotYetPlayable(const std::function<void(std::vector<Uuid>)>& done);
+    /// In memory within the show's budget, else streamed with its first seconds preloaded.
+    void placeInMemoryOrStream(StingNode& node, DecodedSting decoded);
     void doUnload(const Uuid& id);
     void teardown(StingNode& node);
     Result<std::uint64_t, EngineFailure> doPlay(const Uuid& id, std::optional<double> trimInSec,
@@ -146,6 +170,11 @@ class AudioEngineService : public std::enable_shared_from_this<AudioEngineServic
     std::unordered_map<Uuid, std::unique_ptr<StingNode>> stings_;
     std::unordered_map<Uuid, std::function<void(const Event&)>> observers_;
     std::uint64_t memoryLimitBytes_;
+    std::uint64_t memoryBudgetBytes_;
+    std::uint64_t memoryInUseBytes_ = 0;               // decoded media held in memory
+    std::unordered_map<Uuid, std::uint64_t> loading_;  // decoding on a load thread: its ticket
+    std::uint64_t lastLoadTicket_ = 0;
+    std::unique_ptr<LoadPool> loaders_;  // last: its threads stop first
 };
 
 /// Frames [startFrame, startFrame + frameCount) of `source` as a new buffer.

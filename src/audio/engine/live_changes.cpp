@@ -8,8 +8,9 @@ namespace brellow::audio {
 
 namespace {
 
+// The nearest frame, as when the sting started.
 std::int64_t toFrames(double seconds, double rate) {
-    return static_cast<std::int64_t>(seconds * rate);
+    return std::llround(seconds * rate);
 }
 
 std::uint32_t toCount(std::int64_t frames) {
@@ -108,13 +109,17 @@ void AudioEngineService::doSetLoop(const Uuid& id, bool enabled, double fadeOutS
     const auto renderTime = node->player->lastRenderTime();
     const auto playerTime = renderTime ? node->player->playerTime(*renderTime) : std::nullopt;
     if (!playerTime || playerTime->sampleRate <= 0) return;
-    const std::int64_t s = playerTime->sampleTime;
+    // Where the playhead is in the range, counting what earlier live trims moved.
+    const double playerSeconds =
+        static_cast<double>(playerTime->sampleTime) / playerTime->sampleRate;
     const std::int64_t n = frames;
-    const std::int64_t pos = ((s % n) + n) % n;
+    const std::int64_t played = toFrames(playerSeconds + node->playheadOffsetSec, rate);
+    const std::int64_t pos = ((played % n) + n) % n;
     const std::uint32_t remaining = toCount(n - pos);
     if (remaining == 0) return;
-    node->playheadOffsetSec = static_cast<double>(pos) / playerTime->sampleRate -
-                              static_cast<double>(s) / playerTime->sampleRate;
+    node->playheadOffsetSec = static_cast<double>(pos) / rate - playerSeconds;
+    // The pass scheduled below replaces the queued loop, so its completion ends the run.
+    node->suppressNextNonLoopCompletion = false;
     ++node->generation;
     if (node->storage == StingNode::Storage::file) {
         // Drops the queued pass: the rest of this one plays, then the run completes.

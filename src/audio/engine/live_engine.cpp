@@ -1,5 +1,8 @@
 #include "audio/engine/live_engine.h"
 
+#include <algorithm>
+#include <thread>
+
 #include "audio/drivers/system_output.h"
 #include "audio/engine/executor.h"
 #include "base/main_context.h"
@@ -24,6 +27,7 @@ LiveEngine makeLiveEngine() {
     AudioEngineService::Options options;
     options.driver = std::move(driver);
     options.executor = &bundle->executor;
+    options.loadThreads = std::max(1u, std::thread::hardware_concurrency());
     bundle->engine = AudioEngineService::create(std::move(options));
 
     LiveEngine show;

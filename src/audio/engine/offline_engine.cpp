@@ -3,7 +3,8 @@
 namespace brellow::audio {
 
 OfflineEngine makeOfflineEngine(VirtualClock& clock, ManualExecutor& executor, double rate,
-                                bool capture, std::uint64_t memoryLimitBytes) {
+                                bool capture, std::uint64_t memoryLimitBytes,
+                                std::uint64_t memoryBudgetBytes) {
     auto offline = std::make_unique<OfflineDriver>(clock, rate, 256);
     offline->setCapturing(capture);
     OfflineDriver* driver = offline.get();
@@ -13,6 +14,7 @@ OfflineEngine makeOfflineEngine(VirtualClock& clock, ManualExecutor& executor, d
     options.executor = &executor;
     options.notifierThread = false;  // the caller delivers completions
     options.memoryLimitBytes = memoryLimitBytes;
+    options.memoryBudgetBytes = memoryBudgetBytes;
     return {AudioEngineService::create(std::move(options)), driver};
 }
 

@@ -15,6 +15,7 @@ struct OfflineEngine {
 };
 
 OfflineEngine makeOfflineEngine(VirtualClock& clock, ManualExecutor& executor, double rate = 48000,
-                                bool capture = true, std::uint64_t memoryLimitBytes = 52'428'800);
+                                bool capture = true, std::uint64_t memoryLimitBytes = 52'428'800,
+                                std::uint64_t memoryBudgetBytes = 0);
 
 }  // namespace brellow::audio

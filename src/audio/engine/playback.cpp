@@ -7,8 +7,10 @@ namespace brellow::audio {
 
 namespace {
 
+// The nearest frame: a time computed from frames (a duration, a trim read back) may land a
+// hair below the frame it came from, and truncating it would drop that frame.
 std::int64_t toFrames(double seconds, double rate) {
-    return static_cast<std::int64_t>(seconds * rate);  // truncated toward zero
+    return std::llround(seconds * rate);
 }
 
 std::uint32_t toCount(std::int64_t frames) {
@@ -94,7 +96,8 @@ Result<std::uint64_t, EngineFailure> AudioEngineService::doPlay(const Uuid& id,
 
     node->fadeInSec = loop ? 0 : std::max(0.0, fadeInSec);
     node->fadeOutSec = loop ? 0 : std::max(0.0, fadeOutSec);
-    node->currentTrimInSec = startSec;
+    // Kept as clamped, so a streamed run starts on the same frame as one from memory.
+    node->currentTrimInSec = static_cast<double>(startFrame) / rate;
     node->currentlyLooped = loop;
     node->cancelLoop = false;
     node->playheadOffsetSec = 0;
@@ -154,7 +157,7 @@ void AudioEngineService::scheduleFilePass(StingNode& node, std::int64_t start, s
                 if (auto self = weak.lock()) self->fileSegmentCompleted(id, generation);
             });
         },
-        options);
+        options, node.head.get());
 }
 
 void AudioEngineService::fileSegmentCompleted(const Uuid& id, std::uint64_t generation) {

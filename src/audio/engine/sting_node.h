@@ -5,6 +5,7 @@
 #include <memory>
 #include <optional>
 
+#include "audio/engine/engine_error.h"
 #include "audio/graph/audio_file.h"
 #include "audio/graph/nodes.h"
 #include "base/uuid.h"
@@ -23,6 +24,8 @@ struct StingNode {
     Storage storage = Storage::buffer;
     std::shared_ptr<const PcmBuffer> buffer;  // storage buffer
     std::shared_ptr<AudioFile> file;          // storage file
+    std::shared_ptr<const PcmBuffer> head;    // storage file: its first seconds, in memory
+    std::uint64_t memoryBytes = 0;            // storage buffer: what it takes of the budget
     double targetVolumeDB = 0;
     double fadeInSec = 0;
     double fadeOutSec = 0;
@@ -41,6 +44,17 @@ struct StingNode {
     std::uint64_t generation = 0;
 
     const char* storageName() const { return storage == Storage::buffer ? "buffer" : "file"; }
+};
+
+/// A sting's media as loading found it, before it joins the graph: in memory (`buffer`) or
+/// to be streamed (`file`), or why it could not be read.
+struct DecodedSting {
+    std::shared_ptr<AudioFile> file;  // open in either case
+    std::shared_ptr<const PcmBuffer> buffer;
+    std::shared_ptr<const PcmBuffer> head;  // streamed: the first seconds
+    AudioFormat format;
+    std::int64_t length = 0;
+    std::optional<EngineFailure> failure;
 };
 
 }  // namespace brellow::audio

@@ -8,8 +8,17 @@
 
 namespace brellow::audio {
 
+namespace {
+// Enough for a burst of starts of stings at one rate (a GO of several cues at once); more
+// than that are made on the spot.
+constexpr std::size_t kReadyConvertersPerRatePair = 8;
+}  // namespace
+
 AudioEngine::AudioEngine(Options options)
-    : driver_(std::move(options.driver)), clock_(options.clock), mainMixer_(&graph_.mainMixer()) {
+    : driver_(std::move(options.driver)),
+      clock_(options.clock),
+      mainMixer_(&graph_.mainMixer()),
+      resamplers_(kReadyConvertersPerRatePair, options.notifierThread) {
     mainMixer_.engine_ = this;
     if (options.notifierThread) notifier_ = std::thread([this] { runNotifier(); });
 }
@@ -64,6 +73,9 @@ void AudioEngine::connect(PlayerNode& player, MixerNode& mixer, const AudioForma
     if (!player.connected_) {
         // The render thread has not seen this player yet, so it can be configured here.
         player.state_->configure(format, outputFormat().sampleRate);
+        player.state_->scratch = &graph_.scratch();
+        player.converterHeld_ = false;
+        resamplers_.registerPair(format.sampleRate, outputFormat().sampleRate);
     }
     player.connected_ = true;
     RenderCommand command;
@@ -76,6 +88,16 @@ void AudioEngine::connect(PlayerNode& player, MixerNode& mixer, const AudioForma
 void AudioEngine::connectToMain(MixerNode& mixer) {
     if (mixer.engine_ != this || mixer.connected_ || !mixer.owned_) return;
     mixer.connected_ = true;
+    if (mainInputs_ == mainCapacity_) {
+        // A larger list for the render thread, which must not allocate one itself.
+        RenderCommand grow;
+        grow.op = RenderCommand::Op::growMixers;
+        grow.mixerCapacity = mainCapacity_ * 2;
+        grow.mixerList = new MixerState*[grow.mixerCapacity]();
+        mainCapacity_ = grow.mixerCapacity;
+        submit(grow);
+    }
+    ++mainInputs_;
     RenderCommand command;
     command.op = RenderCommand::Op::addMixer;
     command.mixer = mixer.state_;
@@ -119,6 +141,7 @@ void AudioEngine::detach(MixerNode& mixer) {
         command.op = RenderCommand::Op::removeMixer;
         command.mixer = state;
         submit(command);
+        --mainInputs_;
     }
     mixer.connected_ = false;
     mixer.engine_ = nullptr;
@@ -134,8 +157,11 @@ Result<void, AudioError> AudioEngine::prepare() {
     if (format->sampleRate != previousRate) {
         // Nothing renders before the first start: players convert to the new rate from now on.
         for (PlayerNode* player : players_) {
-            if (player->connected_)
+            if (player->connected_) {
                 player->state_->configure(player->state_->format, format->sampleRate);
+                player->converterHeld_ = false;
+                resamplers_.registerPair(player->state_->format.sampleRate, format->sampleRate);
+            }
         }
     }
     prepared_.store(true);
@@ -166,7 +192,7 @@ void AudioEngine::stop() {
 void AudioEngine::stopPlayersAfterOutputStopped() {
     playersNeedStop_.store(false);
     for (PlayerNode* player : players_) {
-        if (player->isPlaying()) player->stop();
+        if (player->isPlaying()) player->stopSilently();
     }
 }
 
@@ -221,6 +247,9 @@ void AudioEngine::pumpNotifications() {
             }
             case Notification::Kind::resamplerReleased:
                 delete note->resampler;
+                break;
+            case Notification::Kind::mixerListReleased:
+                delete[] note->mixerList;
                 break;
             case Notification::Kind::mixerReleased: {
                 const std::lock_guard lock(completionsMutex_);

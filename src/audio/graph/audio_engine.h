@@ -15,6 +15,7 @@
 #include "audio/graph/host_clock.h"
 #include "audio/graph/nodes.h"
 #include "audio/graph/render_graph.h"
+#include "audio/graph/resampler_pool.h"
 
 namespace brellow::audio {
 
@@ -78,6 +79,7 @@ class AudioEngine final : private OutputRenderer {
     RenderGraph& graph() { return graph_; }
     void stopPlayersAfterOutputStopped();
     void runNotifier();
+    ResamplerPool& resamplers() { return resamplers_; }
 
     void renderOutput(float* left, float* right, std::uint32_t frames,
                       std::uint64_t hostTime) override;
@@ -88,6 +90,7 @@ class AudioEngine final : private OutputRenderer {
     RenderGraph graph_;
     MixerNode mainMixer_;
     DiskStreamer streamer_;
+    ResamplerPool resamplers_;
     std::atomic<bool> running_{false};
     std::atomic<bool> prepared_{false};
     std::atomic<bool> playersNeedStop_{false};
@@ -95,6 +98,9 @@ class AudioEngine final : private OutputRenderer {
 
     std::vector<PlayerNode*> players_;
     std::vector<MixerNode*> mixers_;
+    // Mixers connected to the main mixer, and the room the render thread's list has.
+    std::size_t mainInputs_ = 0;
+    std::size_t mainCapacity_ = RenderGraph::kInitialMixerCapacity;
     std::unordered_map<PlayerState*, std::unique_ptr<PlayerState>> retiredPlayers_;
     std::unordered_map<MixerState*, std::unique_ptr<MixerState>> retiredMixers_;
 

@@ -16,6 +16,13 @@ void MixerState::removeInput(PlayerState* player) {
     --inputCount;
 }
 
+bool MixerState::anyInputSounding() const {
+    for (std::size_t i = 0; i < inputCount; ++i) {
+        if (inputs[i]->sounding()) return true;
+    }
+    return false;
+}
+
 void MixerState::applyGain(float* left, float* right, std::uint32_t frames) {
     const float target = targetGain.load(std::memory_order_relaxed);
     if (target == appliedGain) {

@@ -19,6 +19,16 @@ struct MixerState {
 
     void addInput(PlayerState* player);
     void removeInput(PlayerState* player);
+    bool anyInputSounding() const;
+    /// A block with nothing to mix. The gain of the next block that sounds starts at its
+    /// target, since a ramp over silence is silence: a sting starts at the level set for it.
+    void skipSilentBlock() { silentBefore = true; }
+    /// Before mixing a block that sounds.
+    void beginSoundingBlock() {
+        if (silentBefore) appliedGain = targetGain.load(std::memory_order_relaxed);
+        silentBefore = false;
+    }
+    bool silentBefore = true;
 
     /// Multiplies `frames` frames of `left` and `right` by the gain, ramping from the gain of
     /// the last block to the current target.

@@ -18,14 +18,16 @@ PlayerNode::~PlayerNode() {
 void PlayerNode::submit(RenderCommand command) {
     if (engine_ == nullptr || !connected_) return;
     command.player = state_.get();
-    // Dropping what a converter holds means a new one: made here, never on the render thread.
-    const bool flushes = command.op == RenderCommand::Op::stop ||
-                         command.op == RenderCommand::Op::reset ||
-                         (command.op == RenderCommand::Op::schedule &&
-                          (command.item.options & kPlayerOptionInterrupts) != 0);
-    if (flushes && state_->converts()) {
-        command.freshResampler = new Resampler(state_->format.sampleRate, state_->deviceRate,
-                                               state_->inputScratchFrames(), kMaxBlockFrames);
+    // A converter lives from the first item scheduled until the player stops or resets, so
+    // idle stings hold none; an interrupting item drops what the old one holds and needs a
+    // new one. They are made here, never on the render thread.
+    if (command.op == RenderCommand::Op::stop || command.op == RenderCommand::Op::reset) {
+        converterHeld_ = false;
+    } else if (command.op == RenderCommand::Op::schedule && state_->converts() &&
+               (!converterHeld_ || (command.item.options & kPlayerOptionInterrupts) != 0)) {
+        command.freshResampler =
+            engine_->resamplers().take(state_->format.sampleRate, state_->deviceRate).release();
+        converterHeld_ = true;
     }
     engine_->submit(command);
 }
@@ -68,9 +70,11 @@ void PlayerNode::scheduleBuffer(std::shared_ptr<const PcmBuffer> buffer, std::in
 
 void PlayerNode::scheduleSegment(const AudioFile& file, std::int64_t startFrame,
                                  std::uint32_t frameCount, CompletionCallbackType callbackType,
-                                 CompletionHandler handler, std::uint32_t options) {
+                                 CompletionHandler handler, std::uint32_t options,
+                                 const PcmBuffer* head) {
     auto ring = std::make_shared<StreamRing>(file.path(), file.processingFormat().channelCount,
                                              startFrame, frameCount, DiskStreamer::kRingFrames);
+    if (head != nullptr) ring->prefill(*head);
     ScheduledItem item;
     item.stream = ring.get();
     item.frameCount = frameCount;
@@ -97,6 +101,14 @@ void PlayerNode::stop() {
     playing_ = false;
     RenderCommand command;
     command.op = RenderCommand::Op::stop;
+    submit(command);
+}
+
+void PlayerNode::stopSilently() {
+    playing_ = false;
+    RenderCommand command;
+    command.op = RenderCommand::Op::stop;
+    command.rampStop = false;
     submit(command);
 }
 

@@ -34,10 +34,13 @@ class PlayerNode {
     void scheduleBuffer(std::shared_ptr<const PcmBuffer> buffer, std::int64_t startFrame,
                         std::uint32_t frameCount, std::uint32_t options,
                         CompletionCallbackType callbackType, CompletionHandler handler);
-    /// Streams frames [startFrame, startFrame + frameCount) of `file` from disk.
+    /// Streams frames [startFrame, startFrame + frameCount) of `file` from disk. Frames that
+    /// `head` (the file's first frames, in memory) holds are there from the start, so the
+    /// segment sounds on time however slow the disk.
     void scheduleSegment(const AudioFile& file, std::int64_t startFrame, std::uint32_t frameCount,
                          CompletionCallbackType callbackType, CompletionHandler handler,
-                         std::uint32_t options = kPlayerOptionNone);
+                         std::uint32_t options = kPlayerOptionNone,
+                         const PcmBuffer* head = nullptr);
 
     void play();                        // as soon as possible
     void play(std::uint64_t hostTime);  // on the output frame heard at that host time
@@ -53,6 +56,9 @@ class PlayerNode {
 
   private:
     friend class AudioEngine;
+    /// Stops without the ramp, for an output that stopped: nothing of the old run may sound
+    /// when it starts again.
+    void stopSilently();
     void submit(RenderCommand command);
     void scheduleItem(ScheduledItem item, std::shared_ptr<const void> keepAlive,
                       CompletionHandler handler);
@@ -61,6 +67,7 @@ class PlayerNode {
     std::unique_ptr<PlayerState> state_;
     bool playing_ = false;
     bool connected_ = false;
+    bool converterHeld_ = false;  // the render side holds a converter this player gave it
 };
 
 class MixerNode {

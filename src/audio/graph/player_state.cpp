@@ -14,25 +14,10 @@ void PlayerState::configure(const AudioFormat& newFormat, double newDeviceRate) 
     deviceRate = newDeviceRate;
     const std::uint32_t channels = std::min(std::max(format.channelCount, 1u), kMaxSourceChannels);
     channelMap_ = ChannelMap::forChannels(channels);
-    const bool convert = format.sampleRate > 0 && format.sampleRate != deviceRate;
-    // Input frames needed for one block, with room for the converter's appetite.
-    const double ratio = convert ? format.sampleRate / deviceRate : 1.0;
-    scratchFrames_ = static_cast<std::size_t>(std::ceil(kMaxBlockFrames * ratio)) + 64;
-    channelScratch_.assign(scratchFrames_ * channels, 0.0f);
-    for (std::uint32_t c = 0; c < channels; ++c) {
-        channelPointers_[c] = channelScratch_.data() + c * scratchFrames_;
-    }
+    // A converter comes with the first item scheduled for the new rate.
     resampler_.reset();
-    fifoFrames_ = 0;
-    if (convert) {
-        resampler_ = std::make_unique<Resampler>(format.sampleRate, deviceRate, scratchFrames_,
-                                                 kMaxBlockFrames);
-        discardFrames_ = resampler_->primeFrames();
-        fifo_.assign(scratchFrames_ * 2, 0.0f);
-        fifoPointers_ = {fifo_.data(), fifo_.data() + scratchFrames_};
-        resampled_.assign(std::size_t{kMaxBlockFrames} * 2, 0.0f);
-        resampledPointers_ = {resampled_.data(), resampled_.data() + kMaxBlockFrames};
-    }
+    stopTailFrames_ = stopTailRead_ = 0;
+    inputFed_ = outputTaken_ = 0;
 }
 
 void PlayerState::complete(const ScheduledItem& item, SpscQueue<Notification>& notifications) {
@@ -45,28 +30,38 @@ void PlayerState::complete(const ScheduledItem& item, SpscQueue<Notification>& n
     if (!notifications.push(done)) droppedItems.fetch_add(1, std::memory_order_relaxed);
 }
 
+void PlayerState::adopt(Resampler* fresh, SpscQueue<Notification>& notifications) {
+    if (!resampler_ && fresh == nullptr) return;
+    Notification released;
+    released.kind = Notification::Kind::resamplerReleased;
+    released.resampler = resampler_.release();
+    resampler_.reset(fresh);
+    inputFed_ = outputTaken_ = 0;
+    if (released.resampler != nullptr && !notifications.push(released)) {
+        droppedItems.fetch_add(1, std::memory_order_relaxed);  // leaks rather than frees here
+    }
+}
+
 void PlayerState::flush(Resampler* fresh, SpscQueue<Notification>& notifications) {
     for (; count_ > 0; --count_) {
         complete(items_[head_], notifications);
         head_ = (head_ + 1) % kMaxItems;
     }
-    itemPosition_ = 0;
-    fifoFrames_ = 0;
-    if (fresh != nullptr) {
-        Notification released;
-        released.kind = Notification::Kind::resamplerReleased;
-        released.resampler = resampler_.release();
-        resampler_.reset(fresh);
-        discardFrames_ = fresh->primeFrames();
-        if (released.resampler != nullptr && !notifications.push(released)) {
-            droppedItems.fetch_add(1, std::memory_order_relaxed);  // leaks rather than frees here
-        }
+    for (; pendingCount_ > 0; --pendingCount_) {
+        complete(pending_[pendingHead_].item, notifications);
+        pendingHead_ = (pendingHead_ + 1) % kMaxItems;
     }
+    itemPosition_ = 0;
+    adopt(fresh, notifications);
 }
 
 void PlayerState::schedule(const ScheduledItem& item, Resampler* fresh,
                            SpscQueue<Notification>& notifications) {
-    if ((item.options & kPlayerOptionInterrupts) != 0) flush(fresh, notifications);
+    if ((item.options & kPlayerOptionInterrupts) != 0) {
+        flush(fresh, notifications);
+    } else if (fresh != nullptr) {
+        adopt(fresh, notifications);  // the first item since the converter was let go
+    }
     if (count_ == kMaxItems) {
         complete(item, notifications);  // no room: report it as done so nothing waits on it
         droppedItems.fetch_add(1, std::memory_order_relaxed);
@@ -83,11 +78,36 @@ void PlayerState::play(std::uint64_t hostTime) {
     startHostTime_ = hostTime;
 }
 
-void PlayerState::stop(Resampler* fresh, SpscQueue<Notification>& notifications) {
+void PlayerState::stop(Resampler* fresh, SpscQueue<Notification>& notifications, bool ramp) {
+    if (ramp) {
+        renderStopRamp(notifications);
+    } else {
+        stopTailFrames_ = stopTailRead_ = 0;
+    }
     flush(fresh, notifications);
     playing_ = false;
     startPending_ = false;
     epochSampleTime.store(kNotStarted, std::memory_order_release);
+}
+
+void PlayerState::renderStopRamp(SpscQueue<Notification>& notifications) {
+    // A player still waiting for its start has made no sound to ramp; one already ramping
+    // keeps the rest of its ramp.
+    if (!playing_ || startPending_ || deviceRate <= 0 || stopTailRead_ < stopTailFrames_) return;
+    const auto frames = std::min<std::uint32_t>(
+        kMaxStopRampFrames, static_cast<std::uint32_t>(std::lround(deviceRate * 0.005)));
+    float* left = stopTail_.data();
+    float* right = stopTail_.data() + kMaxStopRampFrames;
+    std::fill_n(left, frames, 0.0f);
+    std::fill_n(right, frames, 0.0f);
+    produce(left, right, frames, notifications);
+    for (std::uint32_t i = 0; i < frames; ++i) {
+        const float gain = static_cast<float>(frames - i) / static_cast<float>(frames + 1);
+        left[i] *= gain;
+        right[i] *= gain;
+    }
+    stopTailFrames_ = frames;
+    stopTailRead_ = 0;
 }
 
 void PlayerState::reset(Resampler* fresh, SpscQueue<Notification>& notifications) {
@@ -135,17 +155,17 @@ void PlayerState::pull(float* left, float* right, std::uint32_t frames,
             } else if (const std::int16_t* const* ints = item.buffer->int16ChannelData()) {
                 for (std::uint32_t c = 0; c < channels; ++c) {
                     for (std::uint32_t i = 0; i < take; ++i) {
-                        channelPointers_[c][i] = static_cast<float>(ints[c][from + i]) / 32768.0f;
+                        scratch->channels[c][i] = static_cast<float>(ints[c][from + i]) / 32768.0f;
                     }
                 }
-                mixChannels(channelPointers_.data(), 0, take, left + filled, right + filled);
+                mixChannels(scratch->channels.data(), 0, take, left + filled, right + filled);
             }
             itemPosition_ += take;
         } else if (item.stream != nullptr) {
-            const std::int64_t got = item.stream->read(channelPointers_.data(), 0, take);
+            const std::int64_t got = item.stream->read(scratch->channels.data(), channels, 0, take);
             // When the disk fell behind, the rest of this block is silence rather than a skip.
             if (got < take) item.stream->countUnderrun();
-            mixChannels(channelPointers_.data(), 0, static_cast<std::uint32_t>(got), left + filled,
+            mixChannels(scratch->channels.data(), 0, static_cast<std::uint32_t>(got), left + filled,
                         right + filled);
             itemPosition_ += got;
         }
@@ -159,13 +179,77 @@ void PlayerState::pull(float* left, float* right, std::uint32_t frames,
             head_ = (head_ + 1) % kMaxItems;
             --count_;
             itemPosition_ = 0;
-            complete(finished, notifications);
+            finish(finished, pullBase_ + filled, notifications);
         }
+    }
+}
+
+void PlayerState::finish(const ScheduledItem& item, std::int64_t endInputFrame,
+                         SpscQueue<Notification>& notifications) {
+    if (!resampler_ || pendingCount_ == kMaxItems) {
+        complete(item, notifications);
+        return;
+    }
+    // The converter's output frame k is its input at k / ratio: the item's last frame is out
+    // once the output reaches its end on that scale.
+    const double end = static_cast<double>(endInputFrame) * resampler_->ratio();
+    pending_[(pendingHead_ + pendingCount_) % kMaxItems] = {
+        item, static_cast<std::int64_t>(std::ceil(end - 1e-6))};
+    ++pendingCount_;
+}
+
+void PlayerState::completeHeard(SpscQueue<Notification>& notifications) {
+    while (pendingCount_ > 0 && pending_[pendingHead_].heardAtOutputFrame <= outputTaken_) {
+        complete(pending_[pendingHead_].item, notifications);
+        pendingHead_ = (pendingHead_ + 1) % kMaxItems;
+        --pendingCount_;
+    }
+}
+
+void PlayerState::produceConverted(float* left, float* right, std::uint32_t count,
+                                   SpscQueue<Notification>& notifications) {
+    const std::size_t step = resampler_->stepFrames();
+    float* const* input = scratch->step.data();
+    // Bounded so a converter that stops giving output leaves silence instead of hanging.
+    for (int steps = 0; resampler_->ready() < count && steps < 4096; ++steps) {
+        std::fill_n(input[0], step, 0.0f);
+        std::fill_n(input[1], step, 0.0f);
+        pullBase_ = inputFed_;
+        pull(input[0], input[1], static_cast<std::uint32_t>(step), notifications);
+        inputFed_ += static_cast<std::int64_t>(step);
+        resampler_->step(input);
+    }
+    const std::size_t take = std::min<std::size_t>(count, resampler_->ready());
+    const float* convertedLeft = resampler_->readyChannel(0);
+    const float* convertedRight = resampler_->readyChannel(1);
+    for (std::size_t i = 0; i < take; ++i) {
+        left[i] += convertedLeft[i];
+        right[i] += convertedRight[i];
+    }
+    resampler_->take(take);
+    outputTaken_ += static_cast<std::int64_t>(take);
+    completeHeard(notifications);
+}
+
+void PlayerState::produce(float* left, float* right, std::uint32_t count,
+                          SpscQueue<Notification>& notifications) {
+    if (resampler_) {
+        produceConverted(left, right, count, notifications);
+    } else if (!converts()) {
+        pull(left, right, count, notifications);
     }
 }
 
 void PlayerState::render(float* left, float* right, std::uint32_t frames, const CycleTime& cycle,
                          SpscQueue<Notification>& notifications) {
+    if (stopTailRead_ < stopTailFrames_) {
+        const std::uint32_t n = std::min(frames, stopTailFrames_ - stopTailRead_);
+        for (std::uint32_t i = 0; i < n; ++i) {
+            left[i] += stopTail_[stopTailRead_ + i];
+            right[i] += stopTail_[kMaxStopRampFrames + stopTailRead_ + i];
+        }
+        stopTailRead_ += n;
+    }
     if (!playing_) return;
     std::uint32_t offset = 0;
     if (startPending_) {
@@ -178,51 +262,7 @@ void PlayerState::render(float* left, float* right, std::uint32_t frames, const 
         startPending_ = false;
         epochSampleTime.store(cycle.sampleTime + offset, std::memory_order_release);
     }
-    const std::uint32_t count = frames - offset;
-    if (!resampler_) {
-        pull(left + offset, right + offset, count, notifications);
-        return;
-    }
-    // Convert through the FIFO: top it up with just enough input for what is still needed.
-    std::size_t produced = 0;
-    while (produced < count) {
-        const std::size_t needed = count - produced + discardFrames_;
-        const auto wanted =
-            static_cast<std::size_t>(std::ceil(static_cast<double>(needed) / resampler_->ratio())) +
-            8;
-        const std::size_t room = scratchFrames_ - fifoFrames_;
-        const auto topUp = static_cast<std::uint32_t>(
-            std::min(room, wanted > fifoFrames_ ? wanted - fifoFrames_ : 0));
-        if (topUp > 0) {
-            std::fill_n(fifoPointers_[0] + fifoFrames_, topUp, 0.0f);
-            std::fill_n(fifoPointers_[1] + fifoFrames_, topUp, 0.0f);
-            pull(fifoPointers_[0] + fifoFrames_, fifoPointers_[1] + fifoFrames_, topUp,
-                 notifications);
-            fifoFrames_ += topUp;
-        }
-        std::size_t used = 0;
-        float* out[2] = {resampledPointers_[0] + produced, resampledPointers_[1] + produced};
-        std::size_t got =
-            resampler_->process(fifoPointers_.data(), fifoFrames_, &used, out, count - produced);
-        if (discardFrames_ > 0 && got > 0) {
-            const std::size_t dropped = std::min(discardFrames_, got);
-            for (float* channel : out)
-                std::memmove(channel, channel + dropped, (got - dropped) * sizeof(float));
-            got -= dropped;
-            discardFrames_ -= dropped;
-        }
-        for (std::size_t c = 0; c < 2; ++c) {
-            std::memmove(fifoPointers_[c], fifoPointers_[c] + used,
-                         (fifoFrames_ - used) * sizeof(float));
-        }
-        fifoFrames_ -= used;
-        produced += got;
-        if (got == 0 && used == 0 && topUp == 0) break;  // cannot progress: leave silence
-    }
-    for (std::size_t i = 0; i < produced; ++i) {
-        left[offset + i] += resampledPointers_[0][i];
-        right[offset + i] += resampledPointers_[1][i];
-    }
+    produce(left + offset, right + offset, frames - offset, notifications);
 }
 
 }  // namespace brellow::audio

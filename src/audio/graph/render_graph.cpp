@@ -13,11 +13,13 @@ namespace brellow::audio {
 RenderGraph::RenderGraph()
     : commands_(8192),
       notifications_(16384),
+      mixers_(new MixerState*[kInitialMixerCapacity]()),
       mixLeft_(kMaxBlockFrames),
       mixRight_(kMaxBlockFrames),
       wakeFd_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
 
 RenderGraph::~RenderGraph() {
+    delete[] mixers_;
     if (wakeFd_ >= 0) ::close(wakeFd_);
 }
 
@@ -30,11 +32,21 @@ void RenderGraph::apply(const RenderCommand& command) {
     PlayerState* player = command.player;
     switch (command.op) {
         case RenderCommand::Op::addMixer:
-            if (mixerCount_ < kMaxMixers) mixers_[mixerCount_++] = command.mixer;
+            if (mixerCount_ < mixerCapacity_) mixers_[mixerCount_++] = command.mixer;
             break;
+        case RenderCommand::Op::growMixers: {
+            std::copy_n(mixers_, mixerCount_, command.mixerList);
+            Notification released;
+            released.kind = Notification::Kind::mixerListReleased;
+            released.mixerList = mixers_;
+            mixers_ = command.mixerList;
+            mixerCapacity_ = command.mixerCapacity;
+            notifications_.push(released);
+            break;
+        }
         case RenderCommand::Op::removeMixer: {
-            auto* end = mixers_.begin() + mixerCount_;
-            auto* found = std::find(mixers_.begin(), end, command.mixer);
+            auto* end = mixers_ + mixerCount_;
+            auto* found = std::find(mixers_, end, command.mixer);
             if (found != end) {
                 std::copy(found + 1, end, found);
                 --mixerCount_;
@@ -57,7 +69,7 @@ void RenderGraph::apply(const RenderCommand& command) {
         case RenderCommand::Op::removePlayer: {
             if (player->mixer != nullptr) player->mixer->removeInput(player);
             player->mixer = nullptr;
-            player->stop(nullptr, notifications_);
+            player->stop(nullptr, notifications_, /*ramp=*/false);
             Notification released;
             released.kind = Notification::Kind::playerReleased;
             released.player = player;
@@ -71,7 +83,7 @@ void RenderGraph::apply(const RenderCommand& command) {
             player->play(command.hostTime);
             break;
         case RenderCommand::Op::stop:
-            player->stop(command.freshResampler, notifications_);
+            player->stop(command.freshResampler, notifications_, command.rampStop);
             break;
         case RenderCommand::Op::reset:
             player->reset(command.freshResampler, notifications_);
@@ -93,6 +105,12 @@ void RenderGraph::renderBlock(float* left, float* right, std::uint32_t frames,
     float* mixRight = mixRight_.data();
     for (std::size_t m = 0; m < mixerCount_; ++m) {
         MixerState& mixer = *mixers_[m];
+        // Only stings that sound are mixed, so a large show costs nothing while it is quiet.
+        if (!mixer.anyInputSounding()) {
+            mixer.skipSilentBlock();
+            continue;
+        }
+        mixer.beginSoundingBlock();
         std::fill_n(mixLeft, frames, 0.0f);
         std::fill_n(mixRight, frames, 0.0f);
         for (std::size_t i = 0; i < mixer.inputCount; ++i) {

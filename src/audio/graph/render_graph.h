@@ -9,6 +9,7 @@
 
 #include "audio/graph/audio_format.h"
 #include "audio/graph/mixer_state.h"
+#include "audio/graph/render_scratch.h"
 #include "audio/graph/render_types.h"
 #include "audio/graph/spsc_queue.h"
 
@@ -16,7 +17,9 @@ namespace brellow::audio {
 
 class RenderGraph {
   public:
-    static constexpr std::size_t kMaxMixers = 1024;
+    /// Mixers the graph has room for at first; the control side sends a larger list before
+    /// it adds one more than there is room for (`growMixers`).
+    static constexpr std::size_t kInitialMixerCapacity = 1024;
 
     RenderGraph();
     ~RenderGraph();
@@ -38,6 +41,7 @@ class RenderGraph {
     void clearWake();
 
     MixerState& mainMixer() { return main_; }
+    RenderScratch& scratch() { return scratch_; }
     void setSampleRate(double rate) { sampleRate_ = rate; }
     double sampleRate() const { return sampleRate_; }
 
@@ -53,9 +57,11 @@ class RenderGraph {
 
     SpscQueue<RenderCommand> commands_;
     SpscQueue<Notification> notifications_;
-    std::array<MixerState*, kMaxMixers> mixers_{};
+    MixerState** mixers_;  // the main mixer's inputs, owned
+    std::size_t mixerCapacity_ = kInitialMixerCapacity;
     std::size_t mixerCount_ = 0;
     MixerState main_;
+    RenderScratch scratch_;
     std::vector<float> mixLeft_;
     std::vector<float> mixRight_;
     double sampleRate_ = 48000;

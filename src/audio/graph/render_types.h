@@ -1,5 +1,6 @@
 #pragma once
 // The plain messages that cross between control threads and the render thread.
+#include <cstddef>
 #include <cstdint>
 
 namespace brellow::audio {
@@ -46,26 +47,38 @@ struct RenderCommand {
         schedule,
         play,
         stop,
-        reset
+        reset,
+        growMixers
     };
     Op op = Op::play;
     MixerState* mixer = nullptr;
     PlayerState* player = nullptr;
     ScheduledItem item;
     std::uint64_t hostTime = 0;  // play: 0 means at once
+    bool rampStop = true;        // stop: let the last few milliseconds ramp down
     /// stop, reset, interrupting schedule: a fresh converter to replace the player's, made on
     /// the control side because making or clearing one allocates.
     Resampler* freshResampler = nullptr;
+    /// growMixers: a larger list for the main mixer's inputs, made on the control side.
+    MixerState** mixerList = nullptr;
+    std::size_t mixerCapacity = 0;
 };
 
 struct Notification {
-    enum class Kind : std::uint8_t { completion, playerReleased, mixerReleased, resamplerReleased };
+    enum class Kind : std::uint8_t {
+        completion,
+        playerReleased,
+        mixerReleased,
+        resamplerReleased,
+        mixerListReleased
+    };
     Kind kind = Kind::completion;
     std::uint64_t completionID = 0;
     CompletionCallbackType callbackType = CompletionCallbackType::dataPlayedBack;
     PlayerState* player = nullptr;
     MixerState* mixer = nullptr;
     Resampler* resampler = nullptr;
+    MixerState** mixerList = nullptr;
 };
 
 /// Largest block the graph renders at once; drivers with larger periods are split.

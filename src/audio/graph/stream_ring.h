@@ -8,6 +8,8 @@
 
 namespace brellow::audio {
 
+class PcmBuffer;
+
 class StreamRing {
   public:
     StreamRing(std::filesystem::path path, std::uint32_t channels, std::int64_t startFrame,
@@ -16,8 +18,10 @@ class StreamRing {
     // Render side.
     /// Frames ready to read.
     std::int64_t readable() const;
-    /// Copies up to `frames` frames into per-channel arrays at `offset`; returns the count.
-    std::int64_t read(float* const* channels, std::uint32_t offset, std::int64_t frames);
+    /// Copies up to `frames` frames into the first `arrays` per-channel arrays at `offset`
+    /// (channels beyond them are skipped); returns the count.
+    std::int64_t read(float* const* channels, std::uint32_t arrays, std::uint32_t offset,
+                      std::int64_t frames);
     /// Every frame of the segment has been read.
     bool exhausted() const { return consumed_.load(std::memory_order_acquire) >= frameCount_; }
     /// The segment was cut short; the streamer stops filling it.
@@ -30,6 +34,9 @@ class StreamRing {
     }
     /// Appends interleaved frames; the caller never writes more than `writable()`.
     void write(const float* interleaved, std::int64_t frames);
+    /// Before the ring is read: writes what `head` (the file's first frames) holds of the
+    /// segment, as far as the ring has room.
+    void prefill(const PcmBuffer& head);
     bool cancelled() const { return cancelled_.load(std::memory_order_acquire); }
     /// A read error: the rest of the segment is delivered as silence.
     void failRemaining();
