@@ -137,10 +137,13 @@ void AppDelegate::installActions() {
         {"preferences", [](AppDelegate& self) { self.showPreferences(); }},
         {"check-updates", [](AppDelegate& self) { self.checkForUpdates(); }},
         {"quit", [](AppDelegate& self) { self.quit(); }},
-        {"new", [](AppDelegate& self) { self.documents_->newUntitled(); }},
+        {"new", [](AppDelegate& self) { self.newUntitled(); }},
         {"open",
          [](AppDelegate& self) {
-             self.documents_->chooseAndOpen(gtk_application_get_active_window(self.application_));
+             if (self.gate_ != nullptr) return self.gate_->show();
+             if (self.documents_)
+                 self.documents_->chooseAndOpen(
+                     gtk_application_get_active_window(self.application_));
          }},
         {"stop-all", [](AppDelegate& self) { self.stopAll(); }},
         {"licence", [](AppDelegate& self) { self.showLicenceAgreement(); }},
@@ -157,6 +160,8 @@ void AppDelegate::activate() {
         finishLaunching({});
         return;
     }
+    if (gate_ != nullptr) return gate_->show();
+    if (!documents_) return;  // quitting
     if (OpenShow* show = documents_->current()) {
         show->window->present();
     } else if (!documents_->shows().empty()) {
@@ -169,6 +174,10 @@ void AppDelegate::activate() {
 void AppDelegate::open(const std::vector<std::filesystem::path>& files) {
     if (!launched_) {
         finishLaunching(files);
+    } else if (gate_ != nullptr) {
+        // A second launch (or the file manager) during the gate: after agreement, not before.
+        filesAfterGate_.insert(filesAfterGate_.end(), files.begin(), files.end());
+        gate_->show();
     } else {
         openFiles(files);
     }
@@ -181,7 +190,11 @@ void AppDelegate::finishLaunching(const std::vector<std::filesystem::path>& file
                 static_cast<long>(g_list_length(gtk_application_get_windows(application_))));
     if (!shouldOpenUntitledFile()) {
         AgreementWindow gate(context_, AgreementWindow::Mode::gate, kAgreementVersion);
-        if (!gate.runGate()) {
+        gate_ = &gate;
+        const bool agreed = gate.runGate();
+        gate_ = nullptr;
+        if (!agreed) {
+            log_.notice("Licence not agreed; quitting");
             quit();
             return;
         }
@@ -189,8 +202,12 @@ void AppDelegate::finishLaunching(const std::vector<std::filesystem::path>& file
             {kAgreementVersion, static_cast<std::int64_t>(std::time(nullptr))});
     }
     documents_->offerRecoveredShows();
-    openFiles(files);
-    if (documents_->shows().empty()) documents_->newUntitled();
+    auto wanted = files;
+    wanted.insert(wanted.end(), filesAfterGate_.begin(), filesAfterGate_.end());
+    filesAfterGate_.clear();
+    openFiles(wanted);
+    if (documents_->shows().empty() || untitledAfterGate_) documents_->newUntitled();
+    untitledAfterGate_ = false;
     context_.telemetry->startIfEnabled();
     screenResilience_ = std::make_unique<ScreenResilience>(application_);
     screenResilience_->onWake = [this] { handleWake(); };
@@ -215,7 +232,18 @@ void AppDelegate::openFiles(const std::vector<std::filesystem::path>& files) {
     }
 }
 
+void AppDelegate::newUntitled() {
+    if (gate_ != nullptr) {
+        untitledAfterGate_ = true;
+        gate_->show();
+    } else if (documents_) {
+        documents_->newUntitled();
+    }
+}
+
 void AppDelegate::quit() {
+    // At the gate, quitting answers the gate; finishLaunching then quits for real.
+    if (gate_ != nullptr) return gate_->dismiss();
     if (documents_) documents_->saveAllForQuit();
     documents_.reset();
     eulaViewer_.reset();
@@ -224,6 +252,7 @@ void AppDelegate::quit() {
 }
 
 void AppDelegate::stopAll() {
+    if (!documents_) return;
     if (OpenShow* show = documents_->current()) show->window->stopAll();
 }
 

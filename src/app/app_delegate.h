@@ -39,6 +39,7 @@ class AppDelegate {
     void openFiles(const std::vector<std::filesystem::path>& files);
     void installActions();
     void quit();
+    void newUntitled();
     void stopAll();
     void showPreferences();
     void showLicenceAgreement();
@@ -54,6 +55,10 @@ class AppDelegate {
     std::unique_ptr<ScreenResilience> screenResilience_;
     std::unique_ptr<updates::UpdaterController> updater_;
     bool launched_ = false;
+    // While the licence gate is up: what was asked for meanwhile, opened once the user agrees.
+    AgreementWindow* gate_ = nullptr;
+    std::vector<std::filesystem::path> filesAfterGate_;
+    bool untitledAfterGate_ = false;
     Logger log_{"AppDelegate"};
 };
 

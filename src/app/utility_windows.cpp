@@ -97,7 +97,9 @@ bool AgreementWindow::runGate() {
             "available from Help ▸ Licence Agreement once it is installed.");
         gtk_dialog_add_buttons(GTK_DIALOG(dialog), "Quit", GTK_RESPONSE_CANCEL, "Agree",
                                GTK_RESPONSE_ACCEPT, nullptr);
+        fallbackDialog_ = GTK_DIALOG(dialog);
         agreed_ = gtk_dialog_run(GTK_DIALOG(dialog)) == GTK_RESPONSE_ACCEPT;
+        fallbackDialog_ = nullptr;
         gtk_widget_destroy(dialog);
         return agreed_;
     }
@@ -111,7 +113,17 @@ bool AgreementWindow::runGate() {
     return agreed_;
 }
 
+void AgreementWindow::dismiss() {
+    agreed_ = false;
+    if (modalLoop_ != nullptr) g_main_loop_quit(modalLoop_);
+    if (fallbackDialog_ != nullptr) gtk_dialog_response(fallbackDialog_, GTK_RESPONSE_CANCEL);
+}
+
 void AgreementWindow::show() {
+    if (fallbackDialog_ != nullptr) {
+        gtk_window_present(GTK_WINDOW(fallbackDialog_));
+        return;
+    }
     bringToFront(window_);
 }
 
