@@ -79,6 +79,7 @@ AppDelegate::AppDelegate() {
 }
 
 AppDelegate::~AppDelegate() {
+    home_.reset();
     documents_.reset();
     eulaViewer_.reset();
     preferences_.reset();
@@ -208,6 +209,15 @@ void AppDelegate::finishLaunching(const std::vector<std::filesystem::path>& file
     openFiles(wanted);
     if (documents_->shows().empty() || untitledAfterGate_) documents_->newUntitled();
     untitledAfterGate_ = false;
+    StartWindow::Actions home;
+    home.newShow = [this] { newUntitled(); };
+    home.openShow = [this] {
+        documents_->chooseAndOpen(gtk_application_get_active_window(application_));
+    };
+    home.openRecent = [this](const std::filesystem::path& package) { openFiles({package}); };
+    home.closed = [this] { quit(); };
+    home_ = std::make_unique<ApplicationHome>(application_, *documents_, std::move(home));
+    home_->refresh();
     context_.telemetry->startIfEnabled();
     screenResilience_ = std::make_unique<ScreenResilience>(application_);
     screenResilience_->onWake = [this] { handleWake(); };
@@ -244,6 +254,7 @@ void AppDelegate::newUntitled() {
 void AppDelegate::quit() {
     // At the gate, quitting answers the gate; finishLaunching then quits for real.
     if (gate_ != nullptr) return gate_->dismiss();
+    home_.reset();  // windows closing from here on are the quit, not a reason for a home
     if (documents_) documents_->saveAllForQuit();
     documents_.reset();
     eulaViewer_.reset();
