@@ -6,6 +6,7 @@
 #include <ctime>
 
 #include "app/action_table.h"
+#include "app/update_presenter.h"
 #include "base/main_context.h"
 #include "base/user_dirs.h"
 #include "updates/update_checker.h"
@@ -21,27 +22,6 @@ constexpr const char* kStyle = R"css(
 #title-strip button { min-height: 22px; min-width: 22px; padding: 2px; margin: 0 2px;
                       border-radius: 11px; color: #c8ccd1; }
 )css";
-
-// Update results as dialogs: found updates always, anything else only when the user asked.
-class DialogUpdatePresenter final : public updates::UpdatePresenter {
-  public:
-    explicit DialogUpdatePresenter(GtkApplication* application) : application_(application) {}
-    void presentUpdateResult(const updates::UpdateResult& result, bool userInitiated) override {
-        const bool found = std::holds_alternative<updates::UpdateAvailable>(result);
-        if (!found && !userInitiated) return;
-        GtkWidget* dialog = gtk_message_dialog_new(
-            gtk_application_get_active_window(application_), GTK_DIALOG_DESTROY_WITH_PARENT,
-            found ? GTK_MESSAGE_INFO : GTK_MESSAGE_OTHER, GTK_BUTTONS_OK, "%s",
-            found ? "A new version of Brellow is available." : "Software Update");
-        gtk_message_dialog_format_secondary_text(GTK_MESSAGE_DIALOG(dialog), "%s",
-                                                 updates::describe(result).c_str());
-        g_signal_connect(dialog, "response", G_CALLBACK(gtk_widget_destroy), nullptr);
-        gtk_widget_show(dialog);
-    }
-
-  private:
-    GtkApplication* application_;
-};
 
 // Without a session bus there is nobody to hand files to: run as a single process.
 bool sessionBusReachable() {
@@ -227,7 +207,8 @@ void AppDelegate::finishLaunching(const std::vector<std::filesystem::path>& file
     config.systemVersion = updates::systemVersion();
     if (const char* feed = g_getenv("BRELLOW_UPDATE_FEED")) config.feedURL = feed;
     updater_ = std::make_unique<updates::UpdaterController>(
-        config, std::make_shared<DialogUpdatePresenter>(application_), userConfigDirectory());
+        config, std::make_shared<DesktopUpdatePresenter>(application_, "app.check-updates"),
+        userConfigDirectory());
     updater_->start();
 }
 
@@ -277,6 +258,12 @@ void AppDelegate::showPreferences() {
             telemetry->setEnabled(enabled);
         };
         preferences_->onReplayTutorial = [onboardingStore] { onboardingStore->clear(); };
+        preferences_->automaticUpdatesProvider = [this] {
+            return updater_ && updater_->automaticallyChecksForUpdates();
+        };
+        preferences_->onSetAutomaticUpdates = [this](bool enabled) {
+            if (updater_) updater_->setAutomaticallyChecksForUpdates(enabled);
+        };
     }
     preferences_->show();
 }

@@ -150,7 +150,9 @@ PreferencesWindow::PreferencesWindow(AppContext& context) {
 
 void PreferencesWindow::sendInitialState() {
     const bool enabled = telemetryEnabledProvider ? telemetryEnabledProvider() : false;
-    host_->evaluateScript(bridge::preferencesInitScript(enabled));
+    std::optional<bool> updates;
+    if (automaticUpdatesProvider) updates = automaticUpdatesProvider();
+    host_->evaluateScript(bridge::preferencesInitScript(enabled, updates));
 }
 
 PreferencesWindow::~PreferencesWindow() {
@@ -168,6 +170,10 @@ void PreferencesWindow::onMessage(const nlohmann::json& body) {
     if (!action) return;
     if (*action == "setTelemetry") {
         if (onSetTelemetry) onSetTelemetry(bridge::telemetryValue(body));
+    } else if (*action == "ready") {
+        sendInitialState();  // what was sent before the page's script ran was lost
+    } else if (*action == "setAutomaticUpdates") {
+        if (onSetAutomaticUpdates) onSetAutomaticUpdates(bridge::telemetryValue(body));
     } else if (*action == "replayTutorial") {
         if (onReplayTutorial) onReplayTutorial();
     }

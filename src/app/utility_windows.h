@@ -53,6 +53,9 @@ class PreferencesWindow {
     std::function<void(bool)> onSetTelemetry;
     std::function<void()> onReplayTutorial;
     std::function<bool()> telemetryEnabledProvider;
+    std::function<void(bool)> onSetAutomaticUpdates;
+    /// Unset: the page does not show the automatic-check setting.
+    std::function<bool()> automaticUpdatesProvider;
 
     void show();
     void sendInitialState();
