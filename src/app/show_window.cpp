@@ -289,7 +289,7 @@ void ShowWindow::recoverFromWebProcessEnd(const char* reason) {
     // The engine runs in this process: say what is still sounding, for the record.
     std::weak_ptr<bool> alive = alive_;
     engine_.engine->currentPositions([alive, log = webLog_,
-                                      reason](std::vector<audio::StingPosition> positions) {
+                                      reason](const std::vector<audio::StingPosition>& positions) {
         postToMainContext([alive, log, reason, playing = positions.size()] {
             if (!alive.expired())
                 log.error("Web content process %s; %zu sting(s) still playing", reason, playing);
