@@ -92,7 +92,9 @@ void StartWindow::present() {
 }
 
 gboolean StartWindow::onDeleteEvent(GtkWidget*, GdkEvent*, StartWindow* self) {
-    self->actions_.closed();  // the owner decides, and destroys us
+    // The owner decides, and may destroy us (and our actions) on the way: call a copy.
+    const auto closed = self->actions_.closed;
+    closed();
     return TRUE;
 }
 
