@@ -24,6 +24,8 @@ packages=(
   libgtk-3-dev libwebkit2gtk-4.1-dev shared-mime-info desktop-file-utils
   # tests and benchmarks
   libgtest-dev libgmock-dev libbenchmark-dev
+  # packaging: Depends of the .deb (dpkg-shlibdeps), manual pages, brellow-cli's completion
+  dpkg-dev man-db bash-completion
   # the application and the page under test: a virtual display, screenshots, and Chromium
   # driven by playwright-core
   xvfb xauth x11-utils xdotool imagemagick dbus python3-gi gir1.2-gtk-3.0 chromium

@@ -6,6 +6,7 @@
 #include <ctime>
 
 #include "app/action_table.h"
+#include "app/update_presenter.h"
 #include "base/main_context.h"
 #include "base/user_dirs.h"
 #include "updates/update_checker.h"
@@ -21,27 +22,6 @@ constexpr const char* kStyle = R"css(
 #title-strip button { min-height: 22px; min-width: 22px; padding: 2px; margin: 0 2px;
                       border-radius: 11px; color: #c8ccd1; }
 )css";
-
-// Update results as dialogs: found updates always, anything else only when the user asked.
-class DialogUpdatePresenter final : public updates::UpdatePresenter {
-  public:
-    explicit DialogUpdatePresenter(GtkApplication* application) : application_(application) {}
-    void presentUpdateResult(const updates::UpdateResult& result, bool userInitiated) override {
-        const bool found = std::holds_alternative<updates::UpdateAvailable>(result);
-        if (!found && !userInitiated) return;
-        GtkWidget* dialog = gtk_message_dialog_new(
-            gtk_application_get_active_window(application_), GTK_DIALOG_DESTROY_WITH_PARENT,
-            found ? GTK_MESSAGE_INFO : GTK_MESSAGE_OTHER, GTK_BUTTONS_OK, "%s",
-            found ? "A new version of Brellow is available." : "Software Update");
-        gtk_message_dialog_format_secondary_text(GTK_MESSAGE_DIALOG(dialog), "%s",
-                                                 updates::describe(result).c_str());
-        g_signal_connect(dialog, "response", G_CALLBACK(gtk_widget_destroy), nullptr);
-        gtk_widget_show(dialog);
-    }
-
-  private:
-    GtkApplication* application_;
-};
 
 // Without a session bus there is nobody to hand files to: run as a single process.
 bool sessionBusReachable() {
@@ -79,6 +59,7 @@ AppDelegate::AppDelegate() {
 }
 
 AppDelegate::~AppDelegate() {
+    home_.reset();
     documents_.reset();
     eulaViewer_.reset();
     preferences_.reset();
@@ -137,10 +118,13 @@ void AppDelegate::installActions() {
         {"preferences", [](AppDelegate& self) { self.showPreferences(); }},
         {"check-updates", [](AppDelegate& self) { self.checkForUpdates(); }},
         {"quit", [](AppDelegate& self) { self.quit(); }},
-        {"new", [](AppDelegate& self) { self.documents_->newUntitled(); }},
+        {"new", [](AppDelegate& self) { self.newUntitled(); }},
         {"open",
          [](AppDelegate& self) {
-             self.documents_->chooseAndOpen(gtk_application_get_active_window(self.application_));
+             if (self.gate_ != nullptr) return self.gate_->show();
+             if (self.documents_)
+                 self.documents_->chooseAndOpen(
+                     gtk_application_get_active_window(self.application_));
          }},
         {"stop-all", [](AppDelegate& self) { self.stopAll(); }},
         {"licence", [](AppDelegate& self) { self.showLicenceAgreement(); }},
@@ -157,6 +141,8 @@ void AppDelegate::activate() {
         finishLaunching({});
         return;
     }
+    if (gate_ != nullptr) return gate_->show();
+    if (!documents_) return;  // quitting
     if (OpenShow* show = documents_->current()) {
         show->window->present();
     } else if (!documents_->shows().empty()) {
@@ -169,6 +155,10 @@ void AppDelegate::activate() {
 void AppDelegate::open(const std::vector<std::filesystem::path>& files) {
     if (!launched_) {
         finishLaunching(files);
+    } else if (gate_ != nullptr) {
+        // A second launch (or the file manager) during the gate: after agreement, not before.
+        filesAfterGate_.insert(filesAfterGate_.end(), files.begin(), files.end());
+        gate_->show();
     } else {
         openFiles(files);
     }
@@ -181,7 +171,11 @@ void AppDelegate::finishLaunching(const std::vector<std::filesystem::path>& file
                 static_cast<long>(g_list_length(gtk_application_get_windows(application_))));
     if (!shouldOpenUntitledFile()) {
         AgreementWindow gate(context_, AgreementWindow::Mode::gate, kAgreementVersion);
-        if (!gate.runGate()) {
+        gate_ = &gate;
+        const bool agreed = gate.runGate();
+        gate_ = nullptr;
+        if (!agreed) {
+            log_.notice("Licence not agreed; quitting");
             quit();
             return;
         }
@@ -189,8 +183,21 @@ void AppDelegate::finishLaunching(const std::vector<std::filesystem::path>& file
             {kAgreementVersion, static_cast<std::int64_t>(std::time(nullptr))});
     }
     documents_->offerRecoveredShows();
-    openFiles(files);
-    if (documents_->shows().empty()) documents_->newUntitled();
+    auto wanted = files;
+    wanted.insert(wanted.end(), filesAfterGate_.begin(), filesAfterGate_.end());
+    filesAfterGate_.clear();
+    openFiles(wanted);
+    if (documents_->shows().empty() || untitledAfterGate_) documents_->newUntitled();
+    untitledAfterGate_ = false;
+    StartWindow::Actions home;
+    home.newShow = [this] { newUntitled(); };
+    home.openShow = [this] {
+        documents_->chooseAndOpen(gtk_application_get_active_window(application_));
+    };
+    home.openRecent = [this](const std::filesystem::path& package) { openFiles({package}); };
+    home.closed = [this] { quit(); };
+    home_ = std::make_unique<ApplicationHome>(application_, *documents_, std::move(home));
+    home_->refresh();
     context_.telemetry->startIfEnabled();
     screenResilience_ = std::make_unique<ScreenResilience>(application_);
     screenResilience_->onWake = [this] { handleWake(); };
@@ -200,7 +207,8 @@ void AppDelegate::finishLaunching(const std::vector<std::filesystem::path>& file
     config.systemVersion = updates::systemVersion();
     if (const char* feed = g_getenv("BRELLOW_UPDATE_FEED")) config.feedURL = feed;
     updater_ = std::make_unique<updates::UpdaterController>(
-        config, std::make_shared<DialogUpdatePresenter>(application_), userConfigDirectory());
+        config, std::make_shared<DesktopUpdatePresenter>(application_, "app.check-updates"),
+        userConfigDirectory());
     updater_->start();
 }
 
@@ -215,7 +223,19 @@ void AppDelegate::openFiles(const std::vector<std::filesystem::path>& files) {
     }
 }
 
+void AppDelegate::newUntitled() {
+    if (gate_ != nullptr) {
+        untitledAfterGate_ = true;
+        gate_->show();
+    } else if (documents_) {
+        documents_->newUntitled();
+    }
+}
+
 void AppDelegate::quit() {
+    // At the gate, quitting answers the gate; finishLaunching then quits for real.
+    if (gate_ != nullptr) return gate_->dismiss();
+    home_.reset();  // windows closing from here on are the quit, not a reason for a home
     if (documents_) documents_->saveAllForQuit();
     documents_.reset();
     eulaViewer_.reset();
@@ -224,6 +244,7 @@ void AppDelegate::quit() {
 }
 
 void AppDelegate::stopAll() {
+    if (!documents_) return;
     if (OpenShow* show = documents_->current()) show->window->stopAll();
 }
 
@@ -237,6 +258,12 @@ void AppDelegate::showPreferences() {
             telemetry->setEnabled(enabled);
         };
         preferences_->onReplayTutorial = [onboardingStore] { onboardingStore->clear(); };
+        preferences_->automaticUpdatesProvider = [this] {
+            return updater_ && updater_->automaticallyChecksForUpdates();
+        };
+        preferences_->onSetAutomaticUpdates = [this](bool enabled) {
+            if (updater_) updater_->setAutomaticallyChecksForUpdates(enabled);
+        };
     }
     preferences_->show();
 }

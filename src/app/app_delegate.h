@@ -9,6 +9,7 @@
 #include <gtk/gtk.h>
 
 #include "app/app_context.h"
+#include "app/application_home.h"
 #include "app/screen_resilience.h"
 #include "app/show_documents.h"
 #include "app/utility_windows.h"
@@ -39,6 +40,7 @@ class AppDelegate {
     void openFiles(const std::vector<std::filesystem::path>& files);
     void installActions();
     void quit();
+    void newUntitled();
     void stopAll();
     void showPreferences();
     void showLicenceAgreement();
@@ -53,7 +55,12 @@ class AppDelegate {
     std::unique_ptr<PreferencesWindow> preferences_;
     std::unique_ptr<ScreenResilience> screenResilience_;
     std::unique_ptr<updates::UpdaterController> updater_;
+    std::unique_ptr<ApplicationHome> home_;  // the start window while no show is open
     bool launched_ = false;
+    // While the licence gate is up: what was asked for meanwhile, opened once the user agrees.
+    AgreementWindow* gate_ = nullptr;
+    std::vector<std::filesystem::path> filesAfterGate_;
+    bool untitledAfterGate_ = false;
     Logger log_{"AppDelegate"};
 };
 

@@ -82,6 +82,7 @@ void ShowWindow::buildWindow() {
     g_signal_connect(webView_, "load-changed", G_CALLBACK(onLoadChanged), this);
     g_signal_connect(webView_, "load-failed", G_CALLBACK(onLoadFailed), this);
     g_signal_connect(webView_, "script-dialog", G_CALLBACK(onScriptDialog), this);
+    g_signal_connect(webView_, "web-process-terminated", G_CALLBACK(onWebProcessTerminated), this);
 
     host_ = std::make_shared<WebKitWebHost>(webView_);
     if (auto document = document_.lock()) {
@@ -244,8 +245,17 @@ gboolean ShowWindow::onDeleteEvent(GtkWidget*, GdkEvent*, ShowWindow* self) {
     return TRUE;
 }
 
-void ShowWindow::onLoadChanged(WebKitWebView*, WebKitLoadEvent event, ShowWindow* self) {
-    if (event == WEBKIT_LOAD_STARTED) self->pageReady_ = false;  // a new page must say so again
+void ShowWindow::onLoadChanged(WebKitWebView* view, WebKitLoadEvent event, ShowWindow* self) {
+    if (event == WEBKIT_LOAD_STARTED) {
+        self->pageReady_ = false;  // a new page must say so again
+        // Leaving the explanation ("Try the page again") is the user asking: count afresh.
+        const char* uri = webkit_web_view_get_uri(view);
+        if (self->explainingCrash_ && uri != nullptr && g_str_has_suffix(uri, "/index.html")) {
+            self->explainingCrash_ = false;
+            self->recovery_.reset();
+        }
+    }
+    if (self->explainingCrash_) return;  // the explanation is not the show page
     if (event == WEBKIT_LOAD_FINISHED) self->pageFinishedLoading();
 }
 
@@ -258,6 +268,49 @@ gboolean ShowWindow::onLoadFailed(WebKitWebView*, WebKitLoadEvent event, gchar*,
         self->webLog_.error("Nav failed: %s", message);
     }
     return TRUE;  // no error page, no retry
+}
+
+void ShowWindow::onWebProcessTerminated(WebKitWebView*, WebKitWebProcessTerminationReason reason,
+                                        ShowWindow* self) {
+    switch (reason) {
+        case WEBKIT_WEB_PROCESS_CRASHED:
+            self->recoverFromWebProcessEnd("crashed");
+            break;
+        case WEBKIT_WEB_PROCESS_EXCEEDED_MEMORY_LIMIT:
+            self->recoverFromWebProcessEnd("exceeded its memory limit");
+            break;
+        case WEBKIT_WEB_PROCESS_TERMINATED_BY_API:
+            break;  // we ended it ourselves
+    }
+}
+
+void ShowWindow::recoverFromWebProcessEnd(const char* reason) {
+    const auto action = recovery_.crashed(PageRecovery::Clock::now());
+    // The engine runs in this process: say what is still sounding, for the record.
+    std::weak_ptr<bool> alive = alive_;
+    engine_.engine->currentPositions([alive, log = webLog_,
+                                      reason](const std::vector<audio::StingPosition>& positions) {
+        postToMainContext([alive, log, reason, playing = positions.size()] {
+            if (!alive.expired())
+                log.error("Web content process %s; %zu sting(s) still playing", reason, playing);
+        });
+    });
+    pageDidFinish_ = false;
+    pageReady_ = false;
+    if (action == PageRecovery::Action::reload) {
+        webLog_.notice("Reloading the show page after its web process %s", reason);
+        loadPage();  // the page asks for the whole state again when it is ready
+        return;
+    }
+    webLog_.error(
+        "The show page's web process ended %zu times within %lld s; showing an "
+        "explanation instead of reloading",
+        PageRecovery::kReloadsAllowed + 1, static_cast<long long>(PageRecovery::kWindow.count()));
+    explainingCrash_ = true;
+    const auto index = context_.webFolder / "index.html";
+    const std::string html = pageCrashExplanation(fileURI(index.string()), reason);
+    webkit_web_view_load_html(webView_, html.c_str(),
+                              fileURI((context_.webFolder / "").string()).c_str());
 }
 
 gboolean ShowWindow::onScriptDialog(WebKitWebView*, WebKitScriptDialog* dialog, ShowWindow* self) {

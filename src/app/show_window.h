@@ -11,6 +11,7 @@
 #include <gtk/gtk.h>
 
 #include "app/app_context.h"
+#include "app/page_recovery.h"
 #include "app/web_view_host.h"
 #include "audio/engine/live_engine.h"
 #include "base/log.h"
@@ -67,6 +68,9 @@ class ShowWindow {
     static gboolean onLoadFailed(WebKitWebView*, WebKitLoadEvent event, gchar* uri, GError* error,
                                  ShowWindow* self);
     static gboolean onScriptDialog(WebKitWebView*, WebKitScriptDialog* dialog, ShowWindow* self);
+    static void onWebProcessTerminated(WebKitWebView*, WebKitWebProcessTerminationReason reason,
+                                       ShowWindow* self);
+    void recoverFromWebProcessEnd(const char* reason);
 
     AppContext& context_;
     ShowWindowDelegate& delegate_;
@@ -80,6 +84,8 @@ class ShowWindow {
     bool pageDidFinish_ = false;
     bool pageReady_ = false;
     std::vector<std::function<void()>> waitingForPage_;
+    PageRecovery recovery_;
+    bool explainingCrash_ = false;
     std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
     Logger log_{"ShowWindowController"};
     Logger webLog_{"WebViewController"};

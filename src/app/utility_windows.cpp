@@ -97,7 +97,9 @@ bool AgreementWindow::runGate() {
             "available from Help ▸ Licence Agreement once it is installed.");
         gtk_dialog_add_buttons(GTK_DIALOG(dialog), "Quit", GTK_RESPONSE_CANCEL, "Agree",
                                GTK_RESPONSE_ACCEPT, nullptr);
+        fallbackDialog_ = GTK_DIALOG(dialog);
         agreed_ = gtk_dialog_run(GTK_DIALOG(dialog)) == GTK_RESPONSE_ACCEPT;
+        fallbackDialog_ = nullptr;
         gtk_widget_destroy(dialog);
         return agreed_;
     }
@@ -111,7 +113,17 @@ bool AgreementWindow::runGate() {
     return agreed_;
 }
 
+void AgreementWindow::dismiss() {
+    agreed_ = false;
+    if (modalLoop_ != nullptr) g_main_loop_quit(modalLoop_);
+    if (fallbackDialog_ != nullptr) gtk_dialog_response(fallbackDialog_, GTK_RESPONSE_CANCEL);
+}
+
 void AgreementWindow::show() {
+    if (fallbackDialog_ != nullptr) {
+        gtk_window_present(GTK_WINDOW(fallbackDialog_));
+        return;
+    }
     bringToFront(window_);
 }
 
@@ -138,7 +150,9 @@ PreferencesWindow::PreferencesWindow(AppContext& context) {
 
 void PreferencesWindow::sendInitialState() {
     const bool enabled = telemetryEnabledProvider ? telemetryEnabledProvider() : false;
-    host_->evaluateScript(bridge::preferencesInitScript(enabled));
+    std::optional<bool> updates;
+    if (automaticUpdatesProvider) updates = automaticUpdatesProvider();
+    host_->evaluateScript(bridge::preferencesInitScript(enabled, updates));
 }
 
 PreferencesWindow::~PreferencesWindow() {
@@ -156,6 +170,10 @@ void PreferencesWindow::onMessage(const nlohmann::json& body) {
     if (!action) return;
     if (*action == "setTelemetry") {
         if (onSetTelemetry) onSetTelemetry(bridge::telemetryValue(body));
+    } else if (*action == "ready") {
+        sendInitialState();  // what was sent before the page's script ran was lost
+    } else if (*action == "setAutomaticUpdates") {
+        if (onSetAutomaticUpdates) onSetAutomaticUpdates(bridge::telemetryValue(body));
     } else if (*action == "replayTutorial") {
         if (onReplayTutorial) onReplayTutorial();
     }

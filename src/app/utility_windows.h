@@ -25,7 +25,9 @@ class AgreementWindow {
     /// Shows the window modally until the page says "agree" or "quit"; answers whether the
     /// user agreed. Without its page, a plain dialog asks the same question.
     bool runGate();
-    /// Shows the agreement for reading (mode view).
+    /// Ends a running gate as if the user had chosen Quit (a quit from the menu or a signal).
+    void dismiss();
+    /// Shows the agreement for reading (mode view), or brings the gate to the front.
     void show();
     bool agreed() const { return agreed_; }
 
@@ -38,6 +40,7 @@ class AgreementWindow {
     GtkWindow* window_;
     std::unique_ptr<WebKitWebHost> host_;
     GMainLoop* modalLoop_ = nullptr;
+    GtkDialog* fallbackDialog_ = nullptr;  // the plain question while it is asked
 };
 
 class PreferencesWindow {
@@ -50,6 +53,9 @@ class PreferencesWindow {
     std::function<void(bool)> onSetTelemetry;
     std::function<void()> onReplayTutorial;
     std::function<bool()> telemetryEnabledProvider;
+    std::function<void(bool)> onSetAutomaticUpdates;
+    /// Unset: the page does not show the automatic-check setting.
+    std::function<bool()> automaticUpdatesProvider;
 
     void show();
     void sendInitialState();

@@ -9,6 +9,7 @@
 
 #include "audio/engine/audio_engine_service.h"
 #include "base/log.h"
+#include "base/worker_pool.h"
 #include "bridge/command.h"
 #include "bridge/web_host.h"
 #include "document/page_messenger.h"
@@ -46,9 +47,14 @@ class BrellowBridge final : public PageMessenger,
     /// Asks for playheads every 33 ms and sends them while something plays.
     void startPlayheadTimer();
     std::optional<Uuid> observerToken() const { return observerToken_; }
+    /// Blocks until the waveform files asked for so far have been read; their answers are then
+    /// queued on the main context.
+    void finishWaveformReads() { waveformReads_.waitIdle(); }
 
     static constexpr unsigned kPlayheadIntervalMs = 33;
     static constexpr std::size_t kWaveformPairLimit = 1600;
+    /// Waveform files are read on at most this many threads; more requests wait their turn.
+    static constexpr std::size_t kWaveformReadThreads = 2;
 
   private:
     BrellowBridge(std::weak_ptr<WebHost> webView, std::weak_ptr<ShowDocument> document,
@@ -68,6 +74,7 @@ class BrellowBridge final : public PageMessenger,
     unsigned observerGeneration_ = 0;
     unsigned playheadTimer_ = 0;
     Logger log_{"Bridge"};
+    WorkerPool waveformReads_{kWaveformReadThreads};  // last: its jobs finish before the rest goes
 };
 
 /// Reduces interleaved (min, max) pairs to exactly `limit` pairs (unchanged when there are no

@@ -1,6 +1,5 @@
 // What each page command does to the document and the engine, and what the page is told.
 #include <charconv>
-#include <thread>
 
 #include "base/main_context.h"
 #include "bridge/brellow_bridge.h"
@@ -131,7 +130,7 @@ void BrellowBridge::requestWaveform(const Uuid& id) {
     if (sting == nullptr || !sting->waveformFilename) return;
     const auto file = document->workingDirectory().waveforms() / *sting->waveformFilename;
     std::weak_ptr<BrellowBridge> weak = weak_from_this();
-    std::thread([weak, file, id] {
+    waveformReads_.submit([weak, file, id] {
         auto peaks = media::readWaveform(file);
         if (!peaks) return;
         auto values =
@@ -149,7 +148,7 @@ void BrellowBridge::requestWaveform(const Uuid& id) {
             text.pop_back();  // the peaks join the object as its last key
             bridge->evaluate("window.brellow.dispatch(" + text + ",\"peaks\":" + *array + "})");
         });
-    }).detach();
+    });
 }
 
 bool BrellowBridge::handleEdit(Command command, const nlohmann::json& body) {

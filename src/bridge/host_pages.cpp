@@ -2,9 +2,11 @@
 
 namespace brellow::bridge {
 
-std::string preferencesInitScript(bool telemetryEnabled) {
-    return std::string("window.__brwPrefsInit && window.__brwPrefsInit({telemetry:") +
-           (telemetryEnabled ? "true" : "false") + "});";
+std::string preferencesInitScript(bool telemetryEnabled, std::optional<bool> automaticUpdates) {
+    std::string settings = std::string("{telemetry:") + (telemetryEnabled ? "true" : "false");
+    if (automaticUpdates)
+        settings += std::string(",automaticUpdates:") + (*automaticUpdates ? "true" : "false");
+    return "window.__brwPrefsInit && window.__brwPrefsInit(" + settings + "});";
 }
 
 nlohmann::ordered_json silentOutputEvent() {

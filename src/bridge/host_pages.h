@@ -13,8 +13,10 @@ namespace brellow::bridge {
 inline constexpr const char* kStartTourScript =
     "window.__brwTour && window.__brwTour.startWelcome();";
 
-/// Gives the settings page the current statistics switch.
-std::string preferencesInitScript(bool telemetryEnabled);
+/// Gives the settings page the current statistics switch and, from a host that checks for
+/// updates, the automatic-check switch (the page shows that setting only then).
+std::string preferencesInitScript(bool telemetryEnabled,
+                                  std::optional<bool> automaticUpdates = std::nullopt);
 
 /// The event that tells the show page it plays to no audio output at all.
 nlohmann::ordered_json silentOutputEvent();
@@ -22,7 +24,8 @@ nlohmann::ordered_json silentOutputEvent();
 /// The "action" of a small page's message: only an object with a string "action" counts.
 std::optional<std::string> pageAction(const nlohmann::json& body);
 
-/// The "value" of a "setTelemetry" message: only a real boolean counts, anything else is off.
+/// The "value" of a "setTelemetry" or "setAutomaticUpdates" message: only a real boolean
+/// counts, anything else is off.
 bool telemetryValue(const nlohmann::json& body);
 
 }  // namespace brellow::bridge

@@ -74,6 +74,9 @@ int runBridge(const Arguments& args) {
             settle();
         }
     }
+    // The page's last requests may still be reading waveform files: answer them before exiting.
+    bridge->finishWaveformReads();
+    settle();
     return kExitOk;
 }
 

@@ -13,13 +13,13 @@ std::optional<Sting> findSting(const Show& show, const std::string& nameOrID) {
     return std::nullopt;
 }
 
-void fireSting(audio::AudioEngineService& engine, const Show& show, const Sting& sting) {
+void fireSting(audio::AudioEngineService& engine, const Show& show, const Sting& sting,
+               FailureReport& failures) {
     constexpr double kSoloFallbackFadeSec = 0.4;
     if (show.soloMode) engine.stopOthers(sting.id, kSoloFallbackFadeSec);
     engine.play(sting.id, sting.trimInSec, sting.trimOutSec, sting.loop, sting.fadeInSec,
-                sting.fadeOutSec, [name = sting.name](auto started) {
-                    if (!started)
-                        complain(kExitFailed, name + ": " + started.error().description());
+                sting.fadeOutSec, [sting, &failures](auto started) {
+                    if (!started) failures.stingFailed(sting, started.error());
                 });
 }
 

@@ -7,6 +7,7 @@
 
 #include "audio/engine/audio_engine_service.h"
 #include "audio/engine/offline_engine.h"
+#include "cli/failure_report.h"
 #include "document/show_document.h"
 
 namespace brellow::cli {
@@ -15,8 +16,10 @@ namespace brellow::cli {
 std::optional<Sting> findSting(const Show& show, const std::string& nameOrID);
 
 /// Fires `sting` with its stored trims, loop and fades; in solo mode the others fade out
-/// first (over their own fade-out, or 0.4 s).
-void fireSting(audio::AudioEngineService& engine, const Show& show, const Sting& sting);
+/// first (over their own fade-out, or 0.4 s). A sting that cannot start goes to `failures`,
+/// which must outlive the engine's answer.
+void fireSting(audio::AudioEngineService& engine, const Show& show, const Sting& sting,
+               FailureReport& failures);
 
 /// Reads `package` into `document`, loading its stings into `engine`; `spin` is called until
 /// loading is done (it should run the main context and, for a manual executor, the engine).

@@ -10,7 +10,7 @@
 namespace {
 
 constexpr const char* kUsage =
-    "usage: brellow-cli [--verbose] COMMAND ...\n"
+    "usage: brellow-cli [--verbose] COMMAND ...\n       brellow-cli --help | --version\n"
     "\n"
     "  new DEST.stingshow [--name NAME] [--demo]\n"
     "                                     write a new show package (--demo: with the\n"
@@ -40,7 +40,11 @@ constexpr const char* kUsage =
     "  check-updates [--feed URL] [--version V] [--channel C] [--timeout SEC]\n"
     "                                     check the update feed once and say what it offers\n"
     "\n"
-    "  --verbose   write log lines to stderr\n";
+    "  --verbose   write log lines to stderr\n"
+    "  --help      print this help\n"
+    "  --version   print the version\n"
+    "\n"
+    "Exit status: 0 done, 1 failed (the reason is on stderr), 2 wrong command line.\n";
 
 }  // namespace
 
@@ -53,6 +57,9 @@ int main(int argc, char** argv) {
     while (!args.empty() && args.front().starts_with("--")) {
         if (args.front() == "--verbose") {
             verbose = true;
+        } else if (args.front() == "--version") {
+            std::printf("brellow-cli %s\n", BRELLOW_VERSION);
+            return cli::kExitOk;
         } else if (args.front() == "--help") {
             std::fputs(kUsage, stdout);
             return cli::kExitOk;

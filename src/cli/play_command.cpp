@@ -30,6 +30,7 @@ void onInterrupt(int) {
 
 int runPlay(const Arguments& args) {
     if (args.size() < 2) return complain(kExitUsage, "play: expected PKG STING...");
+    FailureReport failures(args[0]);  // outlives the engine, whose answers it receives
     audio::ThreadExecutor executor;
     auto output = std::make_unique<audio::SystemOutputDriver>();
     audio::SystemOutputDriver& system = *output;
@@ -57,7 +58,11 @@ int runPlay(const Arguments& args) {
     std::vector<Sting> stings;
     for (std::size_t i = 1; i < args.size(); ++i) {
         const auto sting = findSting(show, args[i]);
-        if (!sting) return complain(kExitUsage, "play: no sting named " + args[i]);
+        if (!sting) {
+            return complain(kExitFailed, "play: the show has no sting named \u201c" + args[i] +
+                                             "\u201d (brellow-cli show " + args[0] +
+                                             " lists them)");
+        }
         stings.push_back(*sting);
     }
 
@@ -65,7 +70,7 @@ int runPlay(const Arguments& args) {
     action.sa_handler = onInterrupt;
     sigaction(SIGINT, &action, nullptr);
     for (const Sting& sting : stings)
-        fireSting(*engine, show, sting);
+        fireSting(*engine, show, sting, failures);
     {
         // Wait until the engine has started them, so an empty set means they all ended.
         for (int wait = 0; wait < 200; ++wait) {
@@ -108,7 +113,7 @@ int runPlay(const Arguments& args) {
         std::this_thread::sleep_for(std::chrono::milliseconds(50));
     }
     std::printf("\n");
-    return kExitOk;
+    return failures.any() ? kExitFailed : kExitOk;
 }
 
 }  // namespace brellow::cli

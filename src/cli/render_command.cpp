@@ -44,9 +44,10 @@ std::optional<double> optionalNumber(const std::string& text) {
     return value;
 }
 
-// Carries out one action; false when it names no sting or is malformed.
+// Carries out one action; false when it names no sting or is malformed. Stings that cannot
+// start are told to `failures` by the engine's answer.
 bool perform(const Action& action, audio::AudioEngineService& engine, audio::OfflineDriver& driver,
-             const Show& show) {
+             const Show& show, FailureReport& failures) {
     const auto& f = action.fields;
     const std::string& verb = f[0];
     if (verb == "stopall" && f.size() == 1) return engine.stopAll(false), true;
@@ -59,7 +60,7 @@ bool perform(const Action& action, audio::AudioEngineService& engine, audio::Off
     if (f.size() < 2) return false;
     const auto sting = findSting(show, f[1]);
     if (!sting) return false;
-    if (verb == "play" && f.size() == 2) return fireSting(engine, show, *sting), true;
+    if (verb == "play" && f.size() == 2) return fireSting(engine, show, *sting, failures), true;
     if (verb == "stop" && (f.size() == 2 || f.size() == 3)) {
         double fade = sting->fadeOutSec;
         if (f.size() == 3 && !number(f[2], fade)) return false;
@@ -74,6 +75,20 @@ bool perform(const Action& action, audio::AudioEngineService& engine, audio::Off
         return engine.setLoop(sting->id, f[2] == "on", sting->fadeOutSec), true;
     }
     return false;
+}
+
+// Why perform() refused `action`, in the operator's words.
+std::string refusal(const Action& action, const Show& show, const std::string& package) {
+    const auto& f = action.fields;
+    const bool namesSting = f[0] != "stopall" && f[0] != "configchange" && f[0] != "wake" &&
+                            f[0] != "master" && f.size() >= 2;
+    std::string text =
+        "action at " + std::to_string(action.atSec) + " s (" + f[0] + ") not carried out: ";
+    if (namesSting && !findSting(show, f[1])) {
+        return text + "the show has no sting named \u201c" + f[1] + "\u201d (brellow-cli show " +
+               package + " lists them)";
+    }
+    return text + "it is malformed; see brellow-cli --help for the forms of an ACTION";
 }
 
 bool writeWav(const std::string& path, const std::vector<float>& left,
@@ -140,6 +155,7 @@ int runRender(const Arguments& args) {
     });
 
     ShowDocument document;
+    FailureReport failures(args[0]);
     const bool opened = openWithEngine(document, args[0], engine, [&] {
         while (g_main_context_iteration(nullptr, FALSE)) {
         }
@@ -149,15 +165,11 @@ int runRender(const Arguments& args) {
 
     const auto total = static_cast<std::uint64_t>(duration * rate);
     std::size_t next = 0;
-    bool allPerformed = true;
     while (driver.framesRendered() < total) {
         const double now = static_cast<double>(driver.framesRendered()) / rate;
         for (; next < actions.size() && actions[next].atSec <= now; ++next) {
-            if (!perform(actions[next], *engine, driver, document.show())) {
-                allPerformed = false;
-                complain(kExitFailed, "render: action not carried out: " + actions[next].fields[0] +
-                                          " at " + std::to_string(actions[next].atSec));
-            }
+            if (!perform(actions[next], *engine, driver, document.show(), failures))
+                failures.failed("render", refusal(actions[next], document.show(), args[0]));
         }
         executor.runUntilIdle();
         engine->graph().fillStreamsNow();
@@ -168,7 +180,7 @@ int runRender(const Arguments& args) {
     if (!writeWav(args[1], driver.left(), driver.right(), rate)) {
         return complain(kExitFailed, "render: cannot write " + args[1]);
     }
-    return allPerformed ? kExitOk : kExitFailed;
+    return failures.any() ? kExitFailed : kExitOk;
 }
 
 }  // namespace brellow::cli

@@ -4,6 +4,7 @@
 #include <iostream>
 
 #include "cli/cli.h"
+#include "cli/edit_keys.h"
 #include "document/edit_command.h"
 #include "document/show_document.h"
 #include "model/show_codec.h"
@@ -93,6 +94,7 @@ int runEdit(const Arguments& args) {
     if (!isEditCommandName(name)) return complain(kExitUsage, "edit: " + name + " is not an edit");
     const auto body = nlohmann::json::parse(args[2], nullptr, false);
     if (body.is_discarded()) return complain(kExitUsage, "edit: arguments are not valid JSON");
+    if (auto unknown = unknownEditKey(name, body)) return complain(kExitUsage, "edit: " + *unknown);
     const auto command = parseEditCommand(name, body);
     if (!command) return complain(kExitUsage, "edit: arguments not accepted for " + name);
 

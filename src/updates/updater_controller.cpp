@@ -27,7 +27,12 @@ UpdaterController::~UpdaterController() {
 bool UpdaterController::automaticallyChecksForUpdates() const {
     const auto state = state_.load();
     const auto automatic = state ? requiredBool(*state, "automaticallyChecks") : std::nullopt;
-    return automatic.value_or(true);
+    return automatic.value_or(false);
+}
+
+bool UpdaterController::hasAutomaticChecksAnswer() const {
+    const auto state = state_.load();
+    return state && requiredBool(*state, "automaticallyChecks").has_value();
 }
 
 void UpdaterController::setAutomaticallyChecksForUpdates(bool enabled) {
@@ -38,6 +43,18 @@ void UpdaterController::setAutomaticallyChecksForUpdates(bool enabled) {
 
 void UpdaterController::start() {
     if (timer_ != 0) return;
+    auto state = state_.load().value_or(nlohmann::json::object());
+    const std::int64_t launches = requiredInteger(state, "launchCount").value_or(0) + 1;
+    state["launchCount"] = launches;
+    state_.save(state);
+    if (launches >= kAskOnLaunch && !hasAutomaticChecksAnswer()) {
+        std::weak_ptr<bool> alive = alive_;
+        presenter_->askAboutAutomaticChecks([this, alive](bool enabled) {
+            if (alive.expired()) return;
+            setAutomaticallyChecksForUpdates(enabled);
+            if (enabled) checkIfDue();
+        });
+    }
     // Looked at hourly, so a machine that sleeps through the due time checks soon after waking.
     timer_ = g_timeout_add_seconds(
         3600,

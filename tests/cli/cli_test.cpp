@@ -1,13 +1,9 @@
 // brellow-cli as a user runs it: real processes, real packages.
-#include <sys/wait.h>
-
-#include <array>
-#include <cstdio>
-
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
 #include "audio/engine_rig.h"
+#include "cli/cli_run.h"
 #include "model/show_codec.h"
 #include "support/test_support.h"
 
@@ -15,42 +11,8 @@ namespace brellow {
 
 namespace fs = std::filesystem;
 
-namespace {
-
-struct CliRun {
-    int exitCode;
-    std::string out;
-    std::string err;
-};
-
-std::string quote(const std::string& arg) {
-    std::string quoted = "'";
-    for (const char c : arg) {
-        if (c == '\'')
-            quoted += "'\\''";
-        else
-            quoted += c;
-    }
-    return quoted + "'";
-}
-
-CliRun cli(const std::vector<std::string>& args, const fs::path& dir) {
-    std::string command =
-        std::string("XDG_CACHE_HOME=") + quote((dir / "cache").string()) + " " + BRELLOW_CLI;
-    for (const auto& arg : args)
-        command += " " + quote(arg);
-    const fs::path errFile = dir / "stderr.txt";
-    command += " 2>" + quote(errFile.string());
-    FILE* pipe = popen(command.c_str(), "r");
-    std::string out;
-    std::array<char, 4096> buffer{};
-    while (const std::size_t got = fread(buffer.data(), 1, buffer.size(), pipe))
-        out.append(buffer.data(), got);
-    const int status = pclose(pipe);
-    return {WEXITSTATUS(status), out, test::readFile(errFile)};
-}
-
-}  // namespace
+using test::cli;
+using test::CliRun;
 
 TEST(Cli, CreatesEditsShowsAndResavesAPackage) {
     test::TempDir dir;

@@ -147,8 +147,19 @@ struct RecordingPresenter final : UpdatePresenter {
     void presentUpdateResult(const UpdateResult& result, bool userInitiated) override {
         shown.emplace_back(describe(result), userInitiated);
     }
+    void askAboutAutomaticChecks(std::function<void(bool)> answer) override {
+        ++asked;
+        pendingAnswer = std::move(answer);
+    }
     std::vector<std::pair<std::string, bool>> shown;
+    int asked = 0;
+    std::function<void(bool)> pendingAnswer;
 };
+
+void spinUntil(const std::function<bool()>& done) {
+    for (int i = 0; i < 400 && !done(); ++i)
+        g_main_context_iteration(nullptr, FALSE), g_usleep(5000);
+}
 }  // namespace
 
 TEST(UpdaterController, ChecksInTheBackgroundOncePerDayAndAlwaysWhenAsked) {
@@ -160,6 +171,8 @@ TEST(UpdaterController, ChecksInTheBackgroundOncePerDayAndAlwaysWhenAsked) {
     config.currentVersion = "1.0";
     auto presenter = std::make_shared<RecordingPresenter>();
     UpdaterController controller(config, presenter, dir.path());
+    EXPECT_FALSE(controller.automaticallyChecksForUpdates());  // not before the user agrees
+    controller.setAutomaticallyChecksForUpdates(true);
     EXPECT_TRUE(controller.automaticallyChecksForUpdates());
     EXPECT_TRUE(controller.allowedChannels().empty());
     controller.start();  // checks now; up to date, so nothing is shown
@@ -175,6 +188,61 @@ TEST(UpdaterController, ChecksInTheBackgroundOncePerDayAndAlwaysWhenAsked) {
     beta.channel = "beta";
     EXPECT_EQ(UpdaterController(beta, presenter, dir.path()).allowedChannels(),
               std::set<std::string>{"beta"});
+}
+
+TEST(UpdaterController, AsksOnceOnTheSecondLaunchAndChecksInTheBackgroundOnlyWithConsent) {
+    FeedServer server;
+    server.documents["/appcast.xml"] = appcast(item("2.0"));
+    UpdatesConfig config;
+    config.feedURL = server.url("/appcast.xml");
+    config.currentVersion = "1.0";
+    auto launch = [&](const std::filesystem::path& dir, RecordingPresenter& presenter) {
+        auto shared = std::shared_ptr<RecordingPresenter>(&presenter, [](auto*) {});
+        auto controller = std::make_unique<UpdaterController>(config, shared, dir);
+        controller->start();
+        return controller;
+    };
+
+    // Yes on the second launch: the due check runs at once and its find is presented.
+    test::TempDir yes;
+    RecordingPresenter first, second, third;
+    launch(yes.path(), first);
+    EXPECT_EQ(first.asked, 0);  // the first launch is for getting to know the program
+    spinUntil([] { return false; });
+    EXPECT_TRUE(first.shown.empty());  // and nothing is checked without consent
+    {
+        auto controller = launch(yes.path(), second);
+        ASSERT_EQ(second.asked, 1);
+        EXPECT_TRUE(second.shown.empty());
+        second.pendingAnswer(true);
+        spinUntil([&] { return !second.shown.empty(); });
+        ASSERT_EQ(second.shown.size(), 1u);
+        EXPECT_FALSE(second.shown[0].second);  // a background find, not a user's check
+        EXPECT_NE(second.shown[0].first.find("2.0"), std::string::npos);
+    }
+    launch(yes.path(), third);
+    EXPECT_EQ(third.asked, 0);  // asked once only
+
+    // No: never asked again, never checked in the background; the setting can turn it on.
+    test::TempDir no;
+    RecordingPresenter a, b, c;
+    launch(no.path(), a);
+    auto declined = launch(no.path(), b);
+    ASSERT_EQ(b.asked, 1);
+    b.pendingAnswer(false);
+    spinUntil([] { return false; });
+    EXPECT_TRUE(b.shown.empty());
+    EXPECT_TRUE(declined->hasAutomaticChecksAnswer());
+    EXPECT_FALSE(declined->automaticallyChecksForUpdates());
+    launch(no.path(), c);
+    EXPECT_EQ(c.asked, 0);
+
+    // Answered in the settings before the second launch: no question.
+    test::TempDir preset;
+    RecordingPresenter p1, p2;
+    launch(preset.path(), p1)->setAutomaticallyChecksForUpdates(false);
+    launch(preset.path(), p2);
+    EXPECT_EQ(p2.asked, 0);
 }
 
 }  // namespace brellow::updates

@@ -37,14 +37,30 @@ test("settings: the init hook sets the switch; the switch and replay post their 
   const page = await open("preferences.html", PREFS_SIZE);
   await page.evaluate(() => window.__brwPrefsInit({ telemetry: true }));
   assert.equal(await page.locator("#telemetry").isChecked(), true);
+  // A host that does not check for updates gets no update switch.
+  assert.equal(await page.locator("#automatic-updates-setting").isVisible(), false);
   await rig.screenshot(page, "preferences");
   await page.locator(".setting").first().click();
   await page.locator("#replay-tutorial").click();
   assert.deepEqual(await rig.posts(page), [
+    { name: "brwPrefs", body: { action: "ready" } }, // asks for the state once it can take it
     { name: "brwPrefs", body: { action: "setTelemetry", value: false } },
     { name: "brwPrefs", body: { action: "replayTutorial" } },
   ]);
   assert.equal(await page.locator("#replay-note").isVisible(), true);
   await page.evaluate(() => window.__brwPrefsInit({ telemetry: false }));
   assert.equal(await page.locator("#telemetry").isChecked(), false);
+});
+
+test("settings: the update switch shows for a host that checks, and posts its value", async () => {
+  const page = await open("preferences.html", PREFS_SIZE);
+  await page.evaluate(() => window.__brwPrefsInit({ telemetry: false, automaticUpdates: true }));
+  assert.equal(await page.locator("#automatic-updates-setting").isVisible(), true);
+  assert.equal(await page.locator("#automatic-updates").isChecked(), true);
+  await page.locator("#automatic-updates-setting").click();
+  const posts = await rig.posts(page);
+  assert.deepEqual(posts[posts.length - 1], {
+    name: "brwPrefs",
+    body: { action: "setAutomaticUpdates", value: false },
+  });
 });
