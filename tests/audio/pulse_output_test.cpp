@@ -1,8 +1,10 @@
 // Brellow's system output against a real sound server: a PulseAudio daemon with a null sink,
 // started by tests/e2e/with_pulse.sh. What reaches the sink is recorded from its monitor.
+#include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <condition_variable>
+#include <cstdio>
 #include <cstdlib>
 #include <mutex>
 #include <thread>
@@ -91,6 +93,47 @@ TEST(PulseOutput, ALostServerIsReportedAndARestartPlaysAgainOnceItIsBack) {
     const ToneFigures after = analyse(recording.left());
     EXPECT_GT(after.seconds, 0.5);
     EXPECT_NEAR(after.frequency, 500, 5);
+}
+
+namespace {
+
+std::string outputOf(const std::string& command) {
+    std::string text;
+    FILE* pipe = popen(command.c_str(), "r");  // NOLINT(cert-env33-c)
+    if (pipe == nullptr) return text;
+    char buffer[256];
+    while (std::fgets(buffer, sizeof buffer, pipe) != nullptr)
+        text += buffer;
+    pclose(pipe);
+    return text;
+}
+
+}  // namespace
+
+TEST(PulseOutput, DevicesListsEverySinkByItsIdentifierWithTheDefaultMarked) {
+    if (!pulseAvailable()) GTEST_SKIP() << "run through tests/e2e/with_pulse.sh";
+    const std::string listed = outputOf(std::string(BRELLOW_CLI) + " devices");
+    EXPECT_NE(listed.find("* pulse:brellow_null\t"), std::string::npos) << listed;
+    EXPECT_NE(listed.find("  pulse:brellow_other\t"), std::string::npos) << listed;
+}
+
+TEST(PulseOutput, LatencyPrintsOneLineOfFigures) {
+    if (!pulseAvailable()) GTEST_SKIP() << "run through tests/e2e/with_pulse.sh";
+    const std::string line =
+        outputOf(std::string(BRELLOW_CLI) + " latency --runs 3 --device pulse:brellow_other");
+    double median = 0, p95 = 0;
+    int runs = 0;
+    ASSERT_EQ(std::sscanf(line.c_str(), "latency api=pulse median_ms=%lf p95_ms=%lf runs=%d\n",
+                          &median, &p95, &runs),
+              3)
+        << line;
+    EXPECT_EQ(runs, 3);
+    EXPECT_GT(median, 0);
+    EXPECT_GE(p95, median);
+    EXPECT_EQ(std::count(line.begin(), line.end(), '\n'), 1);
+    // A device that is not there is refused rather than measured on another.
+    EXPECT_NE(run(std::string(BRELLOW_CLI) + " latency --runs 1 --device pulse:nope 2>/dev/null"),
+              0);
 }
 
 }  // namespace brellow::audio

@@ -105,12 +105,6 @@ Result<LatencyFigures, AudioError> measureOutputLatency(const LatencyProbeOption
         return fail(AudioError{AudioError::Code::deviceUnavailable, inUse.deviceName});
     }
     const std::string api = system.name();
-    if (api != "pulse" && api != "rtaudio-pulse") {
-        return fail(AudioError{AudioError::Code::deviceUnavailable,
-                               "measuring needs a PulseAudio or PipeWire sink, whose monitor is "
-                               "recorded; the output is " +
-                                   api});
-    }
 
     const double rate = engine.outputFormat().sampleRate;
     auto burst = PcmBuffer::create({rate, 1, SampleType::float32}, kBurstFrames);
