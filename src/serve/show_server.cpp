@@ -88,6 +88,8 @@ Result<void, std::string> ShowServer::openShow() {
         // Like an untitled window: kept as a recovery copy until saved elsewhere.
         savePath_ = recoveryFolder() / (Uuid::generate().toString() + ".stingshow");
     }
+    // After the show's own device was chosen on reading it: this run's choice wins.
+    if (options_.outputDevice) engine_.engine->setOutputDevice(*options_.outputDevice);
     autosaver_ = std::make_unique<Autosaver>(document_, savePath_);
     return {};
 }

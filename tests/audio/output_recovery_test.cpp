@@ -135,7 +135,7 @@ TEST(OutputRecovery, SoundGoesOnlyToTheChosenSinkAndFollowsALiveChange) {
         EXPECT_EQ(analyse(other.left()).seconds, 0);
     }
     // Moved to the default sink while it plays: the cue carries on there.
-    cue.live.setOutputDevice("");
+    cue.live.engine->setOutputDevice("");
     ASSERT_TRUE(cue.waitForDevice("Default output"));
     MonitorRecording chosen(dir / "chosen2.wav", "brellow_other");
     MonitorRecording other(dir / "default2.wav", "brellow_null");

@@ -44,6 +44,9 @@ class AudioDriver {
     virtual void stop() = 0;
     /// Frames per render call.
     virtual std::uint32_t periodFrames() const = 0;
+    /// Plays on `deviceID` from now on ("" for the default output); an open output reports
+    /// itself disrupted so the engine reopens it. Outputs without devices ignore it.
+    virtual void choose(const std::string& /*deviceID*/) {}
     /// The device in use since the last open.
     virtual OutputInUse outputInUse() const { return {}; }
     /// Underruns (xruns) counted since the driver was made; read from any thread.

@@ -59,11 +59,11 @@ void onOperationDone(pa_stream* /*stream*/, int /*success*/, void* user) {
 }  // namespace
 
 PulseLatency pulseLatencyFor(bool lowLatency, double rate) {
-    // At 48 kHz: 7 ms ahead in 2 ms requests normally, 3.3 ms in 1 ms requests for low
+    // At 48 kHz: 10 ms ahead in 2.7 ms requests normally, 3.3 ms in 1 ms requests for low
     // latency (bench/output_latency). The server lowers its sink's latency to match.
     const double scale = rate / 48000.0;
-    const std::uint32_t target = lowLatency ? 160 : 336;
-    const std::uint32_t request = lowLatency ? 48 : 96;
+    const std::uint32_t target = lowLatency ? 160 : 480;
+    const std::uint32_t request = lowLatency ? 48 : 128;
     return {std::max<std::uint32_t>(16, static_cast<std::uint32_t>(target * scale)),
             std::max<std::uint32_t>(8, static_cast<std::uint32_t>(request * scale))};
 }

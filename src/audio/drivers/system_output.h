@@ -70,7 +70,7 @@ class SystemOutputDriver final : public AudioDriver,
 
     /// Plays on `deviceID` from now on ("" for the default output): an open output is reported
     /// as changed so the engine reopens on the new device and resumes its cues.
-    void choose(const std::string& deviceID);
+    void choose(const std::string& deviceID) override;
     std::string chosenDevice() const;
     /// True while playing to the silent output.
     bool usingFallback() const;

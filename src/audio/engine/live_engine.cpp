@@ -51,13 +51,6 @@ LiveEngine makeLiveEngine(const OutputChoice& choice) {
             postToMainContext([report, silent] { report(silent); });
         });
     };
-    show.setOutputDevice = [weakBundle, weakEngine, output, executor](const std::string& id) {
-        if (weakBundle.expired()) return;
-        executor->post([weakEngine, output, id] {
-            const auto engine = weakEngine.lock();
-            if (engine) output->choose(id);
-        });
-    };
     return show;
 }
 

@@ -20,9 +20,6 @@ struct LiveEngine {
     /// Opens the output if it is not open yet and reports, on the main context, whether it
     /// is the silent fallback because no sound server or device could be reached.
     std::function<void(std::function<void(bool silent)>)> checkOutput;
-    /// Moves the output to another device ("" for the default output); cues that sound go on
-    /// sounding there.
-    std::function<void(const std::string& deviceID)> setOutputDevice;
 };
 
 /// An engine on the system output (or its stand-ins), run by its own thread executor.

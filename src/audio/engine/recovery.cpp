@@ -16,6 +16,10 @@ void AudioEngineService::handleConfigurationChange() {
     emit(event::DeviceChanged{output.deviceUID, output.deviceName, output.fellBack});
 }
 
+void AudioEngineService::setOutputDevice(const std::string& deviceID) {
+    submit([deviceID](AudioEngineService& self) { self.engine_.driver().choose(deviceID); });
+}
+
 void AudioEngineService::doRecoverAfterWake() {
     const bool allSounding =
         engine_.isRunning() && std::all_of(stings_.begin(), stings_.end(), [](const auto& entry) {
