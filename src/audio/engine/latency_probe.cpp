@@ -19,67 +19,52 @@ constexpr double kMonitorRate = 48000;
 constexpr std::size_t kChunk = 64;  // frames per read of the monitor
 constexpr std::uint32_t kBurstFrames = 4800;
 
-// Reads a monitor source continuously and notes when the first loud sample after arm() arrives.
-class MonitorClock {
-  public:
-    explicit MonitorClock(const std::string& source) {
-        const pa_sample_spec format{PA_SAMPLE_FLOAT32LE, static_cast<std::uint32_t>(kMonitorRate),
-                                    1};
-        const auto none = static_cast<std::uint32_t>(-1);
-        const pa_buffer_attr attr{none, none, none, none,
-                                  static_cast<std::uint32_t>(kChunk * sizeof(float))};
-        stream_ = pa_simple_new(nullptr, "Brellow latency", PA_STREAM_RECORD, source.c_str(),
-                                "monitor", &format, nullptr, &attr, nullptr);
-        if (stream_ != nullptr) thread_ = std::thread([this] { run(); });
-    }
-    ~MonitorClock() {
-        stop_ = true;
-        if (thread_.joinable()) thread_.join();
-        if (stream_ != nullptr) pa_simple_free(stream_);
-    }
-    MonitorClock(const MonitorClock&) = delete;
-    MonitorClock& operator=(const MonitorClock&) = delete;
-
-    bool ok() const { return stream_ != nullptr; }
-    void arm() {
-        arrival_ = 0;
-        armed_ = true;
-    }
-    std::uint64_t arrival() const { return arrival_; }
-
-  private:
-    void run() {
-        std::vector<float> chunk(kChunk);
-        while (!stop_) {
-            if (pa_simple_read(stream_, chunk.data(), chunk.size() * sizeof(float), nullptr) < 0)
-                return;
-            const std::uint64_t now = MonotonicClock::shared().now();
-            if (!armed_) continue;
-            for (std::size_t i = 0; i < kChunk; ++i) {
-                if (std::fabs(chunk[i]) > 0.05f) {
-                    // The chunk's last frame arrived now; this one that much earlier.
-                    arrival_ = now - static_cast<std::uint64_t>(static_cast<double>(kChunk - i) *
-                                                                1e9 / kMonitorRate);
-                    armed_ = false;
-                    break;
-                }
-            }
-        }
-    }
-
-    pa_simple* stream_ = nullptr;
-    std::thread thread_;
-    std::atomic<bool> stop_{false};
-    std::atomic<bool> armed_{false};
-    std::atomic<std::uint64_t> arrival_{0};
-};
-
 std::string monitorOf(const std::string& deviceID) {
     if (deviceID.rfind("pulse:", 0) == 0) return deviceID.substr(6) + ".monitor";
     return "@DEFAULT_MONITOR@";
 }
 
 }  // namespace
+
+MonitorClock::MonitorClock(const std::string& source) {
+    const pa_sample_spec format{PA_SAMPLE_FLOAT32LE, static_cast<std::uint32_t>(kMonitorRate), 1};
+    const auto none = static_cast<std::uint32_t>(-1);
+    const pa_buffer_attr attr{none, none, none, none,
+                              static_cast<std::uint32_t>(kChunk * sizeof(float))};
+    stream_ = pa_simple_new(nullptr, "Brellow latency", PA_STREAM_RECORD, source.c_str(), "monitor",
+                            &format, nullptr, &attr, nullptr);
+    if (stream_ != nullptr) thread_ = std::thread([this] { run(); });
+}
+
+MonitorClock::~MonitorClock() {
+    stop_ = true;
+    if (thread_.joinable()) thread_.join();
+    if (stream_ != nullptr) pa_simple_free(stream_);
+}
+
+void MonitorClock::arm() {
+    arrival_ = 0;
+    armed_ = true;
+}
+
+void MonitorClock::run() {
+    std::vector<float> chunk(kChunk);
+    while (!stop_) {
+        if (pa_simple_read(stream_, chunk.data(), chunk.size() * sizeof(float), nullptr) < 0)
+            return;
+        const std::uint64_t now = MonotonicClock::shared().now();
+        if (!armed_) continue;
+        for (std::size_t i = 0; i < kChunk; ++i) {
+            if (std::fabs(chunk[i]) > 0.05f) {
+                // The chunk's last frame arrived now; this one that much earlier.
+                arrival_ = now - static_cast<std::uint64_t>(static_cast<double>(kChunk - i) * 1e9 /
+                                                            kMonitorRate);
+                armed_ = false;
+                break;
+            }
+        }
+    }
+}
 
 void summarise(LatencyFigures& figures) {
     if (figures.millis.empty()) return;
