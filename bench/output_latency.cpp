@@ -33,8 +33,11 @@ int main() {
     report("pulse (Brellow's own)", "pulse", false);
     report("pulse, low latency", "pulse", true);
     report("pulse, chosen sink", "pulse", false, "pulse:brellow_null");
-    // References: the routes used before, through RtAudio.
+    // References: the routes used before, through RtAudio. RtAudio's PulseAudio back end finds
+    // no output when the first of several sinks is the default, so the second is made it.
+    (void)std::system("pactl set-default-sink brellow_other");  // NOLINT(cert-env33-c)
     report("RtAudio PulseAudio back end", "rtaudio-pulse", false);
+    (void)std::system("pactl set-default-sink brellow_null");  // NOLINT(cert-env33-c)
     report("RtAudio ALSA default (pulse plugin)", "alsa", false);
     return 0;
 }
