@@ -276,6 +276,12 @@ test("solo, master level, toasts and the device notice", async () => {
   assert.equal(await page.locator(".toast").textContent(), message);
   await rig.dispatch(page, { type: "deviceChanged", deviceUID: "null", deviceName: "No output", fellBack: true });
   assert.match(await page.locator("#device-notice-text").textContent(), /lost.*No output/);
+  // Silence names what is missing; the default output back after a restart is no warning.
+  await rig.dispatch(page, { type: "deviceChanged", deviceUID: "", deviceName: "No audio output (PulseAudio: Connection refused); playing silently", fellBack: true });
+  assert.match(await page.locator("#device-notice-text").textContent(), /Connection refused.*runs silently/);
+  await rig.dispatch(page, { type: "deviceChanged", deviceUID: "", deviceName: "Default output", fellBack: true });
+  assert.match(await page.locator("#device-notice-text").textContent(), /plays through the default output/);
+  assert.equal(await page.locator("#device-notice").evaluate((notice) => notice.classList.contains("warning")), false);
   await rig.screenshot(page, "show-page-notices");
 });
 
