@@ -230,15 +230,17 @@ void PulseDriver::writeRequested(std::size_t bytes) {
             }
             const std::uint64_t heardAt = MonotonicClock::shared().now() + ahead * 1000;
             renderer_->renderOutput(left_.data(), right_.data(), frames, heardAt);
-            for (std::uint32_t f = 0; f < frames; ++f) {
+            for (std::size_t f = 0; f < frames; ++f) {
                 out[2 * f] = left_[f];
                 out[2 * f + 1] = right_[f];
             }
         } else {
             std::memset(out, 0, std::size_t{frames} * kFrameBytes);
         }
-        pa_stream_write(stream_, data, std::size_t{frames} * kFrameBytes, nullptr, 0,
-                        PA_SEEK_RELATIVE);
+        if (pa_stream_write(stream_, data, std::size_t{frames} * kFrameBytes, nullptr, 0,
+                            PA_SEEK_RELATIVE) < 0) {
+            return;  // the stream failed; its state callback reports the loss
+        }
         bytes -= std::size_t{frames} * kFrameBytes;
     }
 }
