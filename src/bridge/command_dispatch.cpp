@@ -81,6 +81,7 @@ void BrellowBridge::handleCommand(Command command, const nlohmann::json& body) {
             return;
         case Command::ready:
             log_.info("JS bridge ready");
+            sendOutputDevices();
             if (onPageReady) onPageReady();
             return;
         case Command::importFiles:

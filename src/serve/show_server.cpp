@@ -101,6 +101,7 @@ void ShowServer::installBridge() {
         telemetry_->record(skipped ? "tour_skipped" : "tour_completed");
     };
     bridge_->onPageReady = [this] { onPageReady(); };
+    bridge_->listOutputDevices = audio::listOutputDevices;
     bridge_->installHandlers(*host_);
     // There is no first navigation to wait for: events and ticks go to whoever is connected.
     bridge_->registerEngineObserver();

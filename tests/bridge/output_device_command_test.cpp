@@ -1,5 +1,6 @@
 // The page's setOutputDevice: stored in the show as an edit, cleared back to the default
 // output, and a malformed body ignored.
+#include <glib.h>
 #include <gtest/gtest.h>
 
 #include "bridge/bridge_rig.h"
@@ -29,6 +30,32 @@ TEST(BridgeOutputDevice, TheChosenDeviceIsStoredInTheShowAndClearedForTheDefault
     // No snapshot of the whole show for it: the engine answers with deviceChanged once the
     // output moved.
     EXPECT_EQ(rig.eventsOfType("stateSnapshot").size(), snapshots);
+}
+
+}  // namespace brellow::bridge
+
+namespace brellow::bridge {
+
+TEST(BridgeOutputDevice, AReadyPageGetsTheOutputListWhenTheHostCanListThem) {
+    BridgeRig rig;
+    rig.post("ready");
+    EXPECT_TRUE(rig.eventsOfType("outputDevices").empty());  // no lister: no list
+
+    rig.bridge->listOutputDevices = [] {
+        return std::vector<audio::OutputDevice>{{"pulse:hdmi", "HDMI", true},
+                                                {"pulse:usb", "USB interface", false}};
+    };
+    rig.post("ready");
+    std::vector<json> lists;
+    for (int i = 0; i < 200 && lists.empty(); ++i) {
+        g_usleep(5000);
+        rig.settle();
+        lists = rig.eventsOfType("outputDevices");
+    }
+    ASSERT_EQ(lists.size(), 1u);
+    EXPECT_EQ(lists[0]["devices"],
+              json::parse(R"([{"id":"pulse:hdmi","name":"HDMI","isDefault":true},
+                              {"id":"pulse:usb","name":"USB interface","isDefault":false}])"));
 }
 
 }  // namespace brellow::bridge
