@@ -13,12 +13,13 @@ packages=(
   # update checking: HTTPS and XML
   libsoup-3.0-dev libxml2-dev glib-networking
   # audio: device output, files, resampling (all three resamplers for the comparison benchmark)
-  librtaudio-dev libasound2-dev libpulse-dev libsndfile1-dev libsoxr-dev libsamplerate0-dev libspeexdsp-dev
+  # (JACK 2: jackd2 replaces JACK 1, so its development files are named too)
+  librtaudio-dev libjack-jackd2-dev libasound2-dev libpulse-dev libsndfile1-dev libsoxr-dev libsamplerate0-dev libspeexdsp-dev
   # import: FFmpeg decoding
   libavformat-dev libavcodec-dev libswresample-dev libavutil-dev
-  # audio tests: a real sound server with a null sink, and independent tools that make and
-  # check audio files
-  pulseaudio pulseaudio-utils sox libsox-fmt-all ffmpeg
+  # audio tests: a real sound server with a null sink, a JACK server on its dummy back end,
+  # and independent tools that make and check audio files
+  pulseaudio pulseaudio-utils jackd2 sox libsox-fmt-all ffmpeg
   # the desktop application: GTK 3 windows and menus, the WebKitGTK page host, the package
   # type's registration
   libgtk-3-dev libwebkit2gtk-4.1-dev shared-mime-info desktop-file-utils

@@ -94,6 +94,7 @@ void ShowWindow::buildWindow() {
         bridge_->onPageReady = [this, alive] {
             if (!alive.expired()) pageReady();
         };
+        bridge_->listOutputDevices = audio::listOutputDevices;
         bridge_->installHandlers(*host_);
         attachDropTarget(webView_, [this, alive](std::vector<std::filesystem::path> files) {
             if (!alive.expired()) importFiles(std::move(files));

@@ -7,6 +7,7 @@
 #include <optional>
 #include <vector>
 
+#include "audio/drivers/output_devices.h"
 #include "audio/engine/audio_engine_service.h"
 #include "base/log.h"
 #include "base/worker_pool.h"
@@ -33,6 +34,9 @@ class BrellowBridge final : public PageMessenger,
     std::function<void(bool skipped)> onTourEvent;
     /// Called when the page says it is ready: its scripts have run and it listens for events.
     std::function<void()> onPageReady;
+    /// Lists the system's outputs (off the main context) for the page's output menu, sent as
+    /// "outputDevices" when the page is ready; unset, the page gets no list.
+    std::function<std::vector<audio::OutputDevice>()> listOutputDevices;
 
     /// Registers the command handlers, the tutorial handler and the bootstrap script.
     void installHandlers(WebHost& host);
@@ -63,6 +67,7 @@ class BrellowBridge final : public PageMessenger,
     void play(const Uuid& id);
     void stop(const Uuid& id);
     void requestWaveform(const Uuid& id);
+    void sendOutputDevices();
     void sendPlayheads(const std::vector<audio::StingPosition>& positions);
     bool handleEdit(Command command, const nlohmann::json& body);
 

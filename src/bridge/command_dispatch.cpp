@@ -80,10 +80,10 @@ void BrellowBridge::handleCommand(Command command, const nlohmann::json& body) {
             return;
         case Command::ready:
             log_.info("JS bridge ready");
+            sendOutputDevices();
             if (onPageReady) onPageReady();
             return;
         case Command::importFiles:
-        case Command::setOutputDevice:
         case Command::undo:
         case Command::redo:
             log_.debug("unhandled command %s", std::string(commandName(command)).c_str());
@@ -209,6 +209,9 @@ bool BrellowBridge::handleEdit(Command command, const nlohmann::json& body) {
                            {"name", show.pages[*locatePage(show, e.pageID)].name}});
             } else if constexpr (std::is_same_v<E, edit::SetActivePage>) {
                 sendEvent({{"type", "activePageChanged"}, {"pageID", e.pageID.toString()}});
+            } else if constexpr (std::is_same_v<E, edit::SetOutputDevice>) {
+                // The engine moves its cues there and answers with deviceChanged.
+                engine_->setOutputDevice(e.deviceUID.value_or(""));
             } else {
                 // removeSting, deletePage, createPage, reorder, reorderPages: the whole show.
                 sendStateSnapshot();

@@ -41,14 +41,25 @@ std::shared_ptr<audio::PcmBuffer> makeTone(double rate, double freq, double seco
 
 int runTone(const Arguments& args) {
     double freq = 440, seconds = 2, levelDB = -12;
-    // Options come in pairs: a name and its number.
+    audio::SystemOutputDriver::Options outputOptions;
     for (std::size_t i = 0; i < args.size(); i += 2) {
+        if (args[i] == "--low-latency") {
+            outputOptions.lowLatency = true;
+            --i;  // a flag without a value
+            continue;
+        }
+        if (args[i] == "--device" && i + 1 < args.size()) {
+            outputOptions.deviceID = args[i + 1];
+            continue;
+        }
         double* target = args[i] == "--freq"      ? &freq
                          : args[i] == "--seconds" ? &seconds
                          : args[i] == "--level"   ? &levelDB
                                                   : nullptr;
         if (target == nullptr || i + 1 >= args.size() || !parseNumber(args[i + 1], *target)) {
-            return complain(kExitUsage, "tone: expected [--freq HZ] [--seconds SEC] [--level DB]");
+            return complain(kExitUsage,
+                            "tone: expected [--freq HZ] [--seconds SEC] [--level DB] "
+                            "[--device ID] [--low-latency]");
         }
     }
     if (freq <= 0 || seconds <= 0 || seconds > 3600 || levelDB > 0) {
@@ -56,13 +67,16 @@ int runTone(const Arguments& args) {
                         "tone: frequency and length must be positive, level at most 0 dB");
     }
 
-    auto output = std::make_unique<audio::SystemOutputDriver>();
+    auto output = std::make_unique<audio::SystemOutputDriver>(std::move(outputOptions));
     audio::SystemOutputDriver& system = *output;
     audio::AudioEngine engine({std::move(output)});
     if (auto prepared = engine.prepare(); !prepared)
         return complain(kExitFailed, prepared.error().message);
+    const audio::OutputInUse inUse = system.outputInUse();
     if (system.usingFallback()) {
         std::cerr << "brellow-cli: no audio output device or sound server; playing silently\n";
+    } else if (!system.chosenDevice().empty() && inUse.fellBack) {
+        std::cerr << "brellow-cli: " << inUse.deviceName << "\n";
     }
     const double rate = engine.outputFormat().sampleRate;
     auto tone = makeTone(rate, freq, seconds, std::pow(10.0, levelDB / 20.0));
@@ -87,7 +101,7 @@ int runTone(const Arguments& args) {
     if (auto started = engine.start(); !started)
         return complain(kExitFailed, started.error().message);
     std::cout << "Playing " << freq << " Hz at " << levelDB << " dB for " << seconds << " s on "
-              << system.name() << " (" << rate << " Hz)" << std::endl;
+              << system.name() << " (" << rate << " Hz, " << inUse.deviceName << ")" << std::endl;
     player.play();
     std::unique_lock lock(mutex);
     finished.wait(lock, [&] { return done; });

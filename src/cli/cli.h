@@ -18,6 +18,8 @@ int runShow(const Arguments& args);
 int runResave(const Arguments& args);
 int runEdit(const Arguments& args);
 int runTone(const Arguments& args);
+int runDevices(const Arguments& args);
+int runLatency(const Arguments& args);
 int runPlay(const Arguments& args);
 int runRender(const Arguments& args);
 int runImport(const Arguments& args);

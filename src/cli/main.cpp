@@ -19,10 +19,15 @@ constexpr const char* kUsage =
     "  resave PKG DEST                    open PKG and save it as the package DEST\n"
     "  edit PKG COMMAND JSON              apply one edit (setTrim, rename, createPage, ...)\n"
     "                                     with its JSON arguments and save in place\n"
-    "  tone [--freq HZ] [--seconds SEC] [--level DB]\n"
+    "  tone [--freq HZ] [--seconds SEC] [--level DB] [--device ID] [--low-latency]\n"
     "                                     play a sine through the system output\n"
-    "  play PKG STING...                  play stings (by name or identifier) through the\n"
-    "                                     system output; Ctrl+C stops them with their fade-outs\n"
+    "  devices                            list the audio outputs by the identifiers --device\n"
+    "                                     and a show's output device take (* the default)\n"
+    "  latency [--device ID] [--runs N] [--low-latency]\n"
+    "                                     measure command to first sample at a PulseAudio or\n"
+    "                                     PipeWire sink by recording its monitor\n"
+    "  play [--device ID] PKG STING...    play stings (by name or identifier) through the\n"
+    "                                     show's output; Ctrl+C stops them with their fade-outs\n"
     "  render PKG OUT.wav --duration SEC [--rate HZ] [--memory-limit BYTES] [ACTION...]\n"
     "                                     render offline into a stereo float WAV; an ACTION is\n"
     "                                     SEC:play:STING, SEC:stop:STING[:FADE], SEC:stopall,\n"
@@ -84,6 +89,8 @@ int main(int argc, char** argv) {
         {"resave", cli::runResave},
         {"edit", cli::runEdit},
         {"tone", cli::runTone},
+        {"devices", cli::runDevices},
+        {"latency", cli::runLatency},
         {"play", cli::runPlay},
         {"render", cli::runRender},
         {"import", cli::runImport},

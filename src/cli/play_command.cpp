@@ -7,12 +7,14 @@
 #include <cstdio>
 #include <iostream>
 #include <mutex>
+#include <optional>
 #include <set>
 #include <thread>
 
 #include <glib.h>
 
 #include "audio/drivers/system_output.h"
+#include "audio/engine/output_supervisor.h"
 #include "cli/cli.h"
 #include "cli/engine_session.h"
 
@@ -28,16 +30,32 @@ void onInterrupt(int) {
 
 }  // namespace
 
-int runPlay(const Arguments& args) {
-    if (args.size() < 2) return complain(kExitUsage, "play: expected PKG STING...");
+int runPlay(const Arguments& arguments) {
+    Arguments args = arguments;
+    std::optional<std::string> device;
+    audio::SystemOutputDriver::Options outputOptions;
+    while (!args.empty() && args.front().starts_with("--")) {
+        if (args.front() == "--device" && args.size() > 1) {
+            device = args[1];
+            args.erase(args.begin());
+        } else if (args.front() == "--low-latency") {
+            outputOptions.lowLatency = true;
+        } else {
+            return complain(kExitUsage, "play: unknown option " + args.front());
+        }
+        args.erase(args.begin());
+    }
+    if (args.size() < 2) return complain(kExitUsage, "play: expected [--device ID] PKG STING...");
     FailureReport failures(args[0]);  // outlives the engine, whose answers it receives
     audio::ThreadExecutor executor;
-    auto output = std::make_unique<audio::SystemOutputDriver>();
+    auto output = std::make_unique<audio::SystemOutputDriver>(std::move(outputOptions));
     audio::SystemOutputDriver& system = *output;
     audio::AudioEngineService::Options options;
     options.driver = std::move(output);
     options.executor = &executor;
     auto engine = audio::AudioEngineService::create(std::move(options));
+    // After the engine, so it stops before the engine (and the output it owns) goes.
+    const audio::OutputSupervisor supervisor(system);
 
     std::mutex mutex;
     std::set<Uuid> sounding;
@@ -55,6 +73,8 @@ int runPlay(const Arguments& args) {
         openWithEngine(document, args[0], engine, [] { g_main_context_iteration(nullptr, TRUE); });
     if (!opened) return kExitFailed;
     const Show& show = document.show();
+    // The device named on the command line, else the show's own; opened at the first play.
+    system.choose(device.value_or(show.outputDeviceUID.value_or("")));
     std::vector<Sting> stings;
     for (std::size_t i = 1; i < args.size(); ++i) {
         const auto sting = findSting(show, args[i]);
@@ -79,7 +99,11 @@ int runPlay(const Arguments& args) {
             if (!sounding.empty()) break;
         }
     }
-    if (system.usingFallback()) std::cerr << "brellow-cli: no audio output; playing silently\n";
+    if (system.usingFallback()) {
+        std::cerr << "brellow-cli: no audio output; playing silently\n";
+    } else if (!system.chosenDevice().empty() && system.outputInUse().fellBack) {
+        std::cerr << "brellow-cli: playing on the " << system.outputInUse().deviceName << "\n";
+    }
 
     bool stopping = false;
     for (;;) {

@@ -11,10 +11,10 @@ using nlohmann::json;
 
 namespace {
 
-constexpr std::array<std::string_view, 13> kEditNames = {
-    "setTrim",    "setLoop",       "setFade",     "setHotkey",  "removeSting",
-    "reorder",    "rename",        "setSoloMode", "createPage", "renamePage",
-    "deletePage", "setActivePage", "reorderPages"};
+constexpr std::array<std::string_view, 14> kEditNames = {
+    "setTrim",    "setLoop",       "setFade",      "setHotkey",      "removeSting",
+    "reorder",    "rename",        "setSoloMode",  "createPage",     "renamePage",
+    "deletePage", "setActivePage", "reorderPages", "setOutputDevice"};
 
 std::optional<Uuid> idArg(const json& body, const char* key) {
     const auto it = body.find(key);
@@ -96,6 +96,15 @@ std::optional<EditCommand> parseObject(std::string_view name, const json& body) 
         const auto enabled = boolArg(body, "enabled");
         if (!enabled) return std::nullopt;
         return edit::SetSoloMode{*enabled};
+    }
+    if (name == "setOutputDevice") {
+        // A device identifier; "" or null for the system's default output.
+        const auto it = body.find("deviceUID");
+        if (it == body.end() || !(it->is_string() || it->is_null())) return std::nullopt;
+        if (it->is_null() || it->get_ref<const std::string&>().empty()) {
+            return edit::SetOutputDevice{std::nullopt};
+        }
+        return edit::SetOutputDevice{it->get<std::string>()};
     }
     if (name == "createPage") {
         return edit::CreatePage{stringArg(body, "name").value_or("")};
@@ -184,6 +193,8 @@ EditOutcome applyEditCommand(ShowDocument& document, const EditCommand& command)
                 outcome.changed = document.setActivePage(e.pageID);
             } else if constexpr (std::is_same_v<E, edit::ReorderPages>) {
                 outcome.changed = document.reorderPages(e.pageIDs);
+            } else if constexpr (std::is_same_v<E, edit::SetOutputDevice>) {
+                outcome.changed = document.setOutputDevice(e.deviceUID);
             }
         },
         command);

@@ -62,12 +62,16 @@ struct SetActivePage {
 struct ReorderPages {
     std::vector<Uuid> pageIDs;
 };
+/// The show's output device; nothing for the system's default output.
+struct SetOutputDevice {
+    std::optional<std::string> deviceUID;
+};
 }  // namespace edit
 
 using EditCommand =
     std::variant<edit::SetTrim, edit::SetLoop, edit::SetFade, edit::SetHotkey, edit::RemoveSting,
                  edit::Reorder, edit::Rename, edit::SetSoloMode, edit::CreatePage, edit::RenamePage,
-                 edit::DeletePage, edit::SetActivePage, edit::ReorderPages>;
+                 edit::DeletePage, edit::SetActivePage, edit::ReorderPages, edit::SetOutputDevice>;
 
 /// True when `name` is one of the edit commands.
 bool isEditCommandName(std::string_view name);

@@ -73,6 +73,8 @@ class ShowDocument {
     bool reorder(const Uuid& pageID, const std::vector<Uuid>& stingIDs);
     bool rename(const Uuid& stingID, const std::string& name);
     bool setSoloMode(bool enabled);
+    /// Nothing for the system's default output; false when it is already the one stored.
+    bool setOutputDevice(const std::optional<std::string>& deviceUID);
     Uuid createPage(const std::string& name);
     bool renamePage(const Uuid& pageID, const std::string& name);
     /// The removed page's stings, or nothing when the page is unknown or the last one.

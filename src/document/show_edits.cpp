@@ -127,6 +127,13 @@ bool ShowDocument::setSoloMode(bool enabled) {
     return true;
 }
 
+bool ShowDocument::setOutputDevice(const std::optional<std::string>& deviceUID) {
+    if (show_.outputDeviceUID == deviceUID) return false;
+    show_.outputDeviceUID = deviceUID;
+    markChanged();
+    return true;
+}
+
 Uuid ShowDocument::createPage(const std::string& name) {
     std::string trimmed = trimWhitespace(name);
     Page page;

@@ -66,10 +66,12 @@ void loadStingsInBackground(std::vector<StingLoadRequest> requests,
 void loadStingsOnOpen(ShowDocument& document,
                       const std::shared_ptr<audio::AudioEngineService>& engine,
                       std::function<void()> finished) {
-    document.setStingLoadHandler(
-        [engine, finished = std::move(finished)](std::vector<StingLoadRequest> requests) {
-            loadStingsInBackground(std::move(requests), engine, finished);
-        });
+    document.setStingLoadHandler([&document, engine, finished = std::move(finished)](
+                                     std::vector<StingLoadRequest> requests) {
+        // The show's own output device, chosen before any of its stings plays.
+        engine->setOutputDevice(document.show().outputDeviceUID.value_or(""));
+        loadStingsInBackground(std::move(requests), engine, finished);
+    });
 }
 
 }  // namespace brellow

@@ -11,8 +11,10 @@ int runServe(const std::vector<std::string>& args) {
     auto options = parseServeArguments(args);
     if (!options) {
         std::fprintf(stderr, "brellow --serve: %s\n", options.error().c_str());
-        std::fputs("usage: brellow --serve [PKG] [--listen ADDR:PORT] [--upload-limit-mb N]\n",
-                   stderr);
+        std::fputs(
+            "usage: brellow --serve [PKG] [--listen ADDR:PORT] [--upload-limit-mb N] "
+            "[--device ID]\n",
+            stderr);
         return 2;
     }
     GMainLoop* loop = g_main_loop_new(nullptr, FALSE);

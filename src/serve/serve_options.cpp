@@ -41,7 +41,10 @@ Result<ServeOptions, std::string> parseServeArguments(const std::vector<std::str
     ServeOptions options;
     for (std::size_t i = 0; i < args.size(); ++i) {
         const std::string& arg = args[i];
-        if (arg == "--listen" || arg == "--upload-limit-mb") {
+        if (arg == "--device") {
+            if (i + 1 == args.size()) return problem(arg + " needs a value");
+            options.outputDevice = args[++i];
+        } else if (arg == "--listen" || arg == "--upload-limit-mb") {
             if (i + 1 == args.size()) return problem(arg + " needs a value");
             const std::string& value = args[++i];
             if (arg == "--listen") {

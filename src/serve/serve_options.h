@@ -1,6 +1,6 @@
 #pragma once
 // The command line of the headless mode: brellow --serve [PKG] [--listen ADDR:PORT]
-// [--upload-limit-mb N].
+// [--upload-limit-mb N] [--device ID].
 #include <cstdint>
 #include <filesystem>
 #include <optional>
@@ -23,6 +23,8 @@ struct ServeOptions {
     std::optional<std::filesystem::path> package;
     ListenAddress listen;
     std::uint64_t uploadLimitBytes = 512ULL * 1024 * 1024;
+    /// The output for this run, in place of the show's own (brellow-cli devices lists them).
+    std::optional<std::string> outputDevice;
 };
 
 /// "127.0.0.1:8731", "0.0.0.0:80", "[::1]:9000"; the port may be 0 (any free port).

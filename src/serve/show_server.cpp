@@ -88,6 +88,8 @@ Result<void, std::string> ShowServer::openShow() {
         // Like an untitled window: kept as a recovery copy until saved elsewhere.
         savePath_ = recoveryFolder() / (Uuid::generate().toString() + ".stingshow");
     }
+    // After the show's own device was chosen on reading it: this run's choice wins.
+    if (options_.outputDevice) engine_.engine->setOutputDevice(*options_.outputDevice);
     autosaver_ = std::make_unique<Autosaver>(document_, savePath_);
     return {};
 }
@@ -99,6 +101,7 @@ void ShowServer::installBridge() {
         telemetry_->record(skipped ? "tour_skipped" : "tour_completed");
     };
     bridge_->onPageReady = [this] { onPageReady(); };
+    bridge_->listOutputDevices = audio::listOutputDevices;
     bridge_->installHandlers(*host_);
     // There is no first navigation to wait for: events and ticks go to whoever is connected.
     bridge_->registerEngineObserver();

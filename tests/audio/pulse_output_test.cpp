@@ -1,13 +1,10 @@
 // Brellow's system output against a real sound server: a PulseAudio daemon with a null sink,
 // started by tests/e2e/with_pulse.sh. What reaches the sink is recorded from its monitor.
-#include <signal.h>
-#include <sndfile.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
+#include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <condition_variable>
+#include <cstdio>
 #include <cstdlib>
 #include <mutex>
 #include <thread>
@@ -17,6 +14,7 @@
 #include "audio/drivers/system_output.h"
 #include "audio/graph/audio_engine.h"
 #include "audio/offline_rig.h"
+#include "audio/pulse_rig.h"
 #include "support/test_support.h"
 
 namespace brellow::audio {
@@ -24,107 +22,11 @@ namespace brellow::audio {
 namespace fs = std::filesystem;
 using namespace std::chrono_literals;
 
-namespace {
-
-bool pulseAvailable() {
-    return std::getenv("BRELLOW_PULSE_START") != nullptr;
-}  // NOLINT
-
-pid_t spawn(const std::vector<const char*>& argv) {
-    const pid_t pid = fork();
-    if (pid == 0) {
-        execvp(argv[0], const_cast<char* const*>(argv.data()));
-        _exit(127);
-    }
-    return pid;
-}
-
-// Records the null sink's monitor into a WAV file while alive. A silent stream keeps the sink
-// busy meanwhile: the monitor of an idle null sink starts delivering only late.
-class MonitorRecording {
-  public:
-    explicit MonitorRecording(fs::path path) : path_(std::move(path)) {
-        keepAlive_ = spawn({"pacat", "-p", "--raw", "--rate=48000", "--channels=2",
-                            "--format=s16le", "/dev/zero", nullptr});
-        pid_ = fork();
-        if (pid_ == 0) {
-            execlp("parecord", "parecord", "-d", "brellow_null.monitor", "--file-format=wav",
-                   "--rate=48000", "--channels=2", path_.c_str(), nullptr);
-            _exit(127);
-        }
-        // Ready once the server lists the recording stream.
-        (void)std::system(  // NOLINT
-            "for i in $(seq 100); do pactl list short sink-inputs | grep -q . && "
-            "pactl list short source-outputs | grep -q . && exit 0; "
-            "sleep 0.05; done");
-        std::this_thread::sleep_for(100ms);
-    }
-    ~MonitorRecording() { finish(); }
-    void finish() {
-        for (pid_t* pid : {&pid_, &keepAlive_}) {
-            if (*pid <= 0) continue;
-            kill(*pid, SIGTERM);
-            waitpid(*pid, nullptr, 0);
-            *pid = -1;
-        }
-    }
-    /// The left channel of what was recorded.
-    std::vector<float> left() {
-        finish();
-        SF_INFO info{};
-        SNDFILE* file = sf_open(path_.c_str(), SFM_READ, &info);
-        if (file == nullptr) return {};
-        std::vector<float> frames(static_cast<std::size_t>(info.frames * info.channels));
-        sf_readf_float(file, frames.data(), info.frames);
-        sf_close(file);
-        std::vector<float> leftChannel;
-        for (std::size_t i = 0; i < frames.size(); i += static_cast<std::size_t>(info.channels)) {
-            leftChannel.push_back(frames[i]);
-        }
-        return leftChannel;
-    }
-
-  private:
-    fs::path path_;
-    pid_t pid_ = -1;
-    pid_t keepAlive_ = -1;
-};
-
-struct ToneFigures {
-    double seconds = 0;    // how long it sounded
-    double frequency = 0;  // from zero crossings
-    double peak = 0;
-};
-
-ToneFigures analyse(const std::vector<float>& samples) {
-    ToneFigures figures;
-    const long first = test::firstSound(samples, 0.01f);
-    long last = -1;
-    for (long i = static_cast<long>(samples.size()) - 1; i >= 0; --i) {
-        if (std::fabs(samples[static_cast<std::size_t>(i)]) > 0.01f) {
-            last = i;
-            break;
-        }
-    }
-    if (first < 0 || last <= first + 4800) return figures;
-    figures.seconds = static_cast<double>(last - first) / 48000.0;
-    // Skip the edges; count rising zero crossings in between.
-    const auto from = static_cast<std::size_t>(first + 2400);
-    const auto to = static_cast<std::size_t>(last - 2400);
-    int crossings = 0;
-    for (std::size_t i = from + 1; i < to; ++i) {
-        if (samples[i - 1] < 0 && samples[i] >= 0) ++crossings;
-        figures.peak = std::max(figures.peak, static_cast<double>(std::fabs(samples[i])));
-    }
-    figures.frequency = crossings / (static_cast<double>(to - from) / 48000.0);
-    return figures;
-}
-
-int run(const std::string& command) {
-    return std::system(command.c_str());
-}  // NOLINT
-
-}  // namespace
+using test::analyse;
+using test::MonitorRecording;
+using test::pulseAvailable;
+using test::run;
+using test::ToneFigures;
 
 TEST(PulseOutput, ATonePlaysThroughTheServerAtItsFrequencyAndLevel) {
     if (!pulseAvailable()) GTEST_SKIP() << "run through tests/e2e/with_pulse.sh";
@@ -191,6 +93,47 @@ TEST(PulseOutput, ALostServerIsReportedAndARestartPlaysAgainOnceItIsBack) {
     const ToneFigures after = analyse(recording.left());
     EXPECT_GT(after.seconds, 0.5);
     EXPECT_NEAR(after.frequency, 500, 5);
+}
+
+namespace {
+
+std::string outputOf(const std::string& command) {
+    std::string text;
+    FILE* pipe = popen(command.c_str(), "r");  // NOLINT(cert-env33-c)
+    if (pipe == nullptr) return text;
+    char buffer[256];
+    while (std::fgets(buffer, sizeof buffer, pipe) != nullptr)
+        text += buffer;
+    pclose(pipe);
+    return text;
+}
+
+}  // namespace
+
+TEST(PulseOutput, DevicesListsEverySinkByItsIdentifierWithTheDefaultMarked) {
+    if (!pulseAvailable()) GTEST_SKIP() << "run through tests/e2e/with_pulse.sh";
+    const std::string listed = outputOf(std::string(BRELLOW_CLI) + " devices");
+    EXPECT_NE(listed.find("* pulse:brellow_null\t"), std::string::npos) << listed;
+    EXPECT_NE(listed.find("  pulse:brellow_other\t"), std::string::npos) << listed;
+}
+
+TEST(PulseOutput, LatencyPrintsOneLineOfFigures) {
+    if (!pulseAvailable()) GTEST_SKIP() << "run through tests/e2e/with_pulse.sh";
+    const std::string line =
+        outputOf(std::string(BRELLOW_CLI) + " latency --runs 3 --device pulse:brellow_other");
+    double median = 0, p95 = 0;
+    int runs = 0;
+    ASSERT_EQ(std::sscanf(line.c_str(), "latency api=pulse median_ms=%lf p95_ms=%lf runs=%d\n",
+                          &median, &p95, &runs),
+              3)
+        << line;
+    EXPECT_EQ(runs, 3);
+    EXPECT_GT(median, 0);
+    EXPECT_GE(p95, median);
+    EXPECT_EQ(std::count(line.begin(), line.end(), '\n'), 1);
+    // A device that is not there is refused rather than measured on another.
+    EXPECT_NE(run(std::string(BRELLOW_CLI) + " latency --runs 1 --device pulse:nope 2>/dev/null"),
+              0);
 }
 
 }  // namespace brellow::audio

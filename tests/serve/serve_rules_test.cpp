@@ -90,6 +90,12 @@ TEST(ServeOptions, CommandLine) {
     EXPECT_EQ(full->package, "Gala.stingshow");
     EXPECT_EQ(full->listen, (ListenAddress{"0.0.0.0", 9000}));
     EXPECT_EQ(full->uploadLimitBytes, 16U * 1024 * 1024);
+    EXPECT_FALSE(full->outputDevice);
+    auto onDevice = parseServeArguments({"--device", "pulse:hdmi", "Gala.stingshow"});
+    ASSERT_TRUE(onDevice);
+    EXPECT_EQ(onDevice->outputDevice, "pulse:hdmi");
+    EXPECT_EQ(onDevice->package, "Gala.stingshow");  // the identifier is not taken for the show
+    EXPECT_FALSE(parseServeArguments({"--device"}));
 
     EXPECT_EQ(parseListenAddress("[::1]:8080")->host, "::1");
     for (const char* bad : {"8731", ":8731", "host:", "host:70000", "::1:80", "[::1:80", "h:8x"})

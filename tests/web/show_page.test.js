@@ -276,7 +276,37 @@ test("solo, master level, toasts and the device notice", async () => {
   assert.equal(await page.locator(".toast").textContent(), message);
   await rig.dispatch(page, { type: "deviceChanged", deviceUID: "null", deviceName: "No output", fellBack: true });
   assert.match(await page.locator("#device-notice-text").textContent(), /lost.*No output/);
+  // Silence names what is missing; the default output back after a restart is no warning.
+  await rig.dispatch(page, { type: "deviceChanged", deviceUID: "", deviceName: "No audio output (PulseAudio: Connection refused); playing silently", fellBack: true });
+  assert.match(await page.locator("#device-notice-text").textContent(), /Connection refused.*runs silently/);
+  await rig.dispatch(page, { type: "deviceChanged", deviceUID: "", deviceName: "Default output", fellBack: true });
+  assert.match(await page.locator("#device-notice-text").textContent(), /plays through the default output/);
+  assert.equal(await page.locator("#device-notice").evaluate((notice) => notice.classList.contains("warning")), false);
   await rig.screenshot(page, "show-page-notices");
+});
+
+test("the output menu lists the outputs and picks the show's device", async () => {
+  const page = await openShow();
+  assert.equal(await page.locator(".output-menu").isVisible(), false); // no list yet
+  await rig.dispatch(page, {
+    type: "outputDevices",
+    devices: [
+      { id: "pulse:hdmi", name: "HDMI", isDefault: true },
+      { id: "pulse:usb", name: "USB interface", isDefault: false },
+    ],
+  });
+  const menu = page.locator("#output-device");
+  assert.deepEqual(await menu.locator("option").allTextContents(),
+    ["Default output", "HDMI (system default)", "USB interface"]);
+  assert.equal(await menu.inputValue(), "");
+  await rig.clearPosts(page);
+  await menu.selectOption("pulse:usb");
+  assert.deepEqual(await rig.posts(page), [{ name: "setOutputDevice", body: { deviceUID: "pulse:usb" } }]);
+  assert.equal(await menu.inputValue(), "pulse:usb");
+  // Unplugged: the menu keeps the choice, marked, when the list no longer has it.
+  await rig.dispatch(page, { type: "outputDevices", devices: [{ id: "pulse:hdmi", name: "HDMI", isDefault: true }] });
+  assert.equal(await menu.inputValue(), "pulse:usb");
+  assert.match(await menu.locator("option:checked").textContent(), /not connected/);
 });
 
 test("the welcome tour walks the controls and reports done or skipped", async () => {

@@ -43,6 +43,36 @@ solo.addEventListener("change", () => {
 const showSolo = () => (solo.checked = Boolean(store.show?.soloMode));
 store.on("solo", showSolo);
 
+// Output: the show's device, chosen from what the native side lists. The choice is the
+// show's, so it follows snapshots; a stored device that is not there now stays listed.
+const outputSelect = byId("output-device");
+let outputChoice = null; // sent, not yet in a snapshot
+const showOutputs = () => {
+  const devices = store.outputDevices ?? [];
+  outputSelect.parentElement.hidden = devices.length === 0;
+  const current = outputChoice ?? store.show?.outputDeviceUID ?? "";
+  const options = [{ id: "", name: "Default output" }, ...devices];
+  if (current && !devices.some((device) => device.id === current)) {
+    options.push({ id: current, name: `${current} (not connected)` });
+  }
+  outputSelect.replaceChildren(...options.map(({ id, name, isDefault }) => {
+    const option = document.createElement("option");
+    option.value = id;
+    option.textContent = isDefault ? `${name} (system default)` : name;
+    return option;
+  }));
+  outputSelect.value = current;
+};
+outputSelect.addEventListener("change", () => {
+  outputChoice = outputSelect.value;
+  send("setOutputDevice", { deviceUID: outputChoice });
+});
+store.on("outputs", showOutputs);
+store.on("show", () => {
+  outputChoice = null;
+  showOutputs();
+});
+
 // Master level belongs to the engine, which reports no changes: the slider is its record. The
 // show's stored value is taken once, when the first snapshot arrives.
 const master = byId("master-level");

@@ -17,9 +17,14 @@ export function installDeviceNotice(store, { notice, text, close }) {
   close.addEventListener("click", () => (notice.hidden = true));
   store.on("device", (device) => {
     const name = device.deviceName || "the default output";
-    notice.classList.toggle("warning", Boolean(device.fellBack));
-    if (device.fellBack && !device.deviceUID) {
-      text.textContent = "No audio output is available: Brellow runs silently until a sound device or server is back.";
+    const silent = device.fellBack && !device.deviceUID && /^no audio output/i.test(name);
+    const backOnDefault = device.fellBack && !device.deviceUID && name === "Default output";
+    notice.classList.toggle("warning", Boolean(device.fellBack) && !backOnDefault);
+    if (silent) {
+      // The name says what is missing; sound comes back by itself once it returns.
+      text.textContent = `${name}. Brellow runs silently until a sound device or server is back.`;
+    } else if (backOnDefault) {
+      text.textContent = "Brellow plays through the default output.";
     } else {
       text.textContent = device.fellBack
         ? `The output device was lost. Brellow now plays through ${name}.`

@@ -111,6 +111,11 @@ const EVENT_HANDLERS = {
     store.emit("sting", event.stingID);
   },
 
+  outputDevices: (store, event) => {
+    store.outputDevices = Array.isArray(event.devices) ? event.devices : [];
+    store.emit("outputs");
+  },
+
   deviceChanged: (store, event) => {
     store.device = event;
     store.emit("device", event);

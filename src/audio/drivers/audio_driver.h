@@ -23,6 +23,13 @@ class OutputRenderer {
     virtual void outputDisrupted(const std::string& reason) = 0;
 };
 
+/// What an output actually plays to, as the page is told about it.
+struct OutputInUse {
+    std::string deviceUID;  // empty for the system's default output
+    std::string deviceName = "Default output";
+    bool fellBack = true;  // false only when the chosen device plays
+};
+
 class AudioDriver {
   public:
     virtual ~AudioDriver() = default;
@@ -37,6 +44,13 @@ class AudioDriver {
     virtual void stop() = 0;
     /// Frames per render call.
     virtual std::uint32_t periodFrames() const = 0;
+    /// Plays on `deviceID` from now on ("" for the default output); an open output reports
+    /// itself disrupted so the engine reopens it. Outputs without devices ignore it.
+    virtual void choose(const std::string& /*deviceID*/) {}
+    /// The device in use since the last open.
+    virtual OutputInUse outputInUse() const { return {}; }
+    /// Underruns (xruns) counted since the driver was made; read from any thread.
+    virtual std::uint64_t underruns() const { return 0; }
 };
 
 }  // namespace brellow::audio

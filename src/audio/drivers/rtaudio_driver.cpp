@@ -33,11 +33,12 @@ void raisePriorityOnce() {
 }
 
 int rtCallback(void* output, void* /*input*/, unsigned int frames, double /*time*/,
-               RtAudioStreamStatus /*status*/, void* user) {
+               RtAudioStreamStatus status, void* user) {
     auto* driver = static_cast<RtAudioDriver*>(user);
     currentDriver = driver;
     raisePriorityOnce();
-    return driver->renderCallback(static_cast<float*>(output), frames);
+    return driver->renderCallback(static_cast<float*>(output), frames,
+                                  (status & RTAUDIO_OUTPUT_UNDERFLOW) != 0);
 }
 
 // alsa-lib prints its own complaints to stderr while RtAudio probes; ours go to the log.
@@ -47,9 +48,16 @@ void rtError(RtAudioError::Type type, const std::string& text) {
     if (currentDriver != nullptr) currentDriver->errorCallback(static_cast<int>(type), text);
 }
 
+RtAudio::Api apiNamed(const std::string& api) {
+    if (api == "jack") return RtAudio::UNIX_JACK;
+    if (api == "rtaudio-pulse") return RtAudio::LINUX_PULSE;
+    return RtAudio::LINUX_ALSA;
+}
+
 }  // namespace
 
-RtAudioDriver::RtAudioDriver(std::uint32_t preferredPeriod) : preferredPeriod_(preferredPeriod) {
+RtAudioDriver::RtAudioDriver(std::string api, std::string device, std::uint32_t preferredPeriod)
+    : api_(std::move(api)), device_(std::move(device)), preferredPeriod_(preferredPeriod) {
     snd_lib_error_set_handler(&quietAlsa);
 }
 
@@ -66,6 +74,11 @@ void RtAudioDriver::close() {
 
 void RtAudioDriver::errorCallback(int type, const std::string& text) {
     lastError_ = text;
+    // An ALSA underrun is reported as a write error too; RtAudio recovers from it itself.
+    if (text.find("underrun") != std::string::npos) {
+        underruns_.fetch_add(1, std::memory_order_relaxed);
+        return;
+    }
     const bool fatal =
         type != RtAudioError::WARNING || text.find("write error") != std::string::npos;
     if (fatal && renderer_ != nullptr && audio_ && audio_->isStreamRunning()) {
@@ -74,7 +87,8 @@ void RtAudioDriver::errorCallback(int type, const std::string& text) {
     }
 }
 
-int RtAudioDriver::renderCallback(float* output, unsigned int frames) {
+int RtAudioDriver::renderCallback(float* output, unsigned int frames, bool underflowed) {
+    if (underflowed) underruns_.fetch_add(1, std::memory_order_relaxed);
     if (lost_.load(std::memory_order_acquire)) {
         std::fill_n(output, std::size_t{frames} * 2, 0.0f);
         if (!reported_.exchange(true)) renderer_->outputDisrupted(lostReason_);
@@ -101,6 +115,20 @@ bool RtAudioDriver::tryOpen(int api, OutputRenderer& renderer, std::string& erro
     }
     RtAudio::StreamParameters parameters;
     parameters.deviceId = audio_->getDefaultOutputDevice();
+    if (!device_.empty()) {
+        bool found = false;
+        for (unsigned int i = 0; i < audio_->getDeviceCount() && !found; ++i) {
+            if (audio_->getDeviceInfo(i).name == device_) {
+                parameters.deviceId = i;
+                found = true;
+            }
+        }
+        if (!found) {
+            error = RtAudio::getApiDisplayName(static_cast<RtAudio::Api>(api)) +
+                    ": no device named " + device_;
+            return false;
+        }
+    }
     parameters.nChannels = 2;
     const RtAudio::DeviceInfo info = audio_->getDeviceInfo(parameters.deviceId);
     const unsigned int rate = info.preferredSampleRate > 0 ? info.preferredSampleRate : 48000;
@@ -121,38 +149,24 @@ bool RtAudioDriver::tryOpen(int api, OutputRenderer& renderer, std::string& erro
     period_ = period;
     sampleRate_ = audio_->getStreamSampleRate();
     latency_ = audio_->getStreamLatency();
-    apiName_ = RtAudio::getApiName(static_cast<RtAudio::Api>(api));
+    apiName_ = api_ == "rtaudio-pulse" ? api_ : RtAudio::getApiName(static_cast<RtAudio::Api>(api));
+    inUse_ = device_.empty() ? OutputInUse{} : OutputInUse{api_ + ":" + device_, device_, false};
     return true;
 }
 
-std::vector<int> RtAudioDriver::apiOrder() {
-    // The sound server first (PulseAudio, or PipeWire's PulseAudio service), then JACK, then
-    // ALSA's default device. BRELLOW_AUDIO_API=pulse|jack|alsa picks one back end.
-    const char* forced = std::getenv("BRELLOW_AUDIO_API");  // NOLINT(concurrency-mt-unsafe)
-    const std::string only = forced != nullptr ? forced : "";
-    if (only == "alsa") return {RtAudio::LINUX_ALSA};
-    if (only == "pulse") return {RtAudio::LINUX_PULSE};
-    if (only == "jack") return {RtAudio::UNIX_JACK};
-    return {RtAudio::LINUX_PULSE, RtAudio::UNIX_JACK, RtAudio::LINUX_ALSA};
-}
-
 Result<AudioFormat, AudioError> RtAudioDriver::open(OutputRenderer& renderer) {
-    std::string errors;
-    for (const int api : apiOrder()) {
-        std::string error;
-        try {
-            if (tryOpen(api, renderer, error)) {
-                lost_.store(false);
-                reported_.store(false);
-                return AudioFormat{sampleRate_, 2, SampleType::float32};
-            }
-        } catch (const RtAudioError& failure) {
-            error = failure.getMessage();
+    std::string error;
+    try {
+        if (tryOpen(apiNamed(api_), renderer, error)) {
+            lost_.store(false);
+            reported_.store(false);
+            return AudioFormat{sampleRate_, 2, SampleType::float32};
         }
-        errors += (errors.empty() ? "" : "; ") + error;
+    } catch (const RtAudioError& failure) {
+        error = failure.getMessage();
     }
     close();
-    return fail(AudioError{AudioError::Code::deviceUnavailable, errors});
+    return fail(AudioError{AudioError::Code::deviceUnavailable, error});
 }
 
 Result<void, AudioError> RtAudioDriver::start() {

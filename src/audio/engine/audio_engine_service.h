@@ -79,6 +79,9 @@ class AudioEngineService : public std::enable_shared_from_this<AudioEngineServic
     void addObserver(std::function<void(const Event&)> handler,
                      std::function<void(const Uuid& token)> done = {});
     void recoverAfterWake();
+    /// Moves the output to `deviceID` ("" for the system's default output); cues that sound
+    /// resume there and observers receive deviceChanged.
+    void setOutputDevice(const std::string& deviceID);
 
     /// The graph, for offline drivers and tests.
     AudioEngine& graph() { return engine_; }

@@ -5,34 +5,41 @@
 
 #include "audio/drivers/system_output.h"
 #include "audio/engine/executor.h"
+#include "audio/engine/output_supervisor.h"
 #include "base/main_context.h"
 
 namespace brellow::audio {
 
 namespace {
 
-// Members are destroyed in reverse order: the engine first, then its executor.
+// Members are destroyed in reverse order: the supervisor first, then the engine (which owns
+// the output), then its executor.
 struct EngineWithExecutor {
     ThreadExecutor executor;
     SystemOutputDriver* output = nullptr;
     std::shared_ptr<AudioEngineService> engine;
+    std::unique_ptr<OutputSupervisor> supervisor;
 };
 
 }  // namespace
 
-LiveEngine makeLiveEngine() {
+LiveEngine makeLiveEngine(const OutputChoice& choice) {
     auto bundle = std::make_shared<EngineWithExecutor>();
-    auto driver = std::make_unique<SystemOutputDriver>();
+    SystemOutputDriver::Options outputOptions;
+    outputOptions.deviceID = choice.deviceID;
+    outputOptions.lowLatency = choice.lowLatency;
+    auto driver = std::make_unique<SystemOutputDriver>(std::move(outputOptions));
     bundle->output = driver.get();
     AudioEngineService::Options options;
     options.driver = std::move(driver);
     options.executor = &bundle->executor;
     options.loadThreads = std::max(1u, std::thread::hardware_concurrency());
     bundle->engine = AudioEngineService::create(std::move(options));
+    bundle->supervisor = std::make_unique<OutputSupervisor>(*bundle->output);
 
     LiveEngine show;
     show.engine = std::shared_ptr<AudioEngineService>(bundle, bundle->engine.get());
-    // The check runs on the engine's executor and holds only the engine, never the executor.
+    // The closures run on the engine's executor and hold only the engine, never the executor.
     std::weak_ptr<AudioEngineService> weakEngine = bundle->engine;
     SystemOutputDriver* output = bundle->output;
     ThreadExecutor* executor = &bundle->executor;

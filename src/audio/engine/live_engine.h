@@ -1,12 +1,19 @@
 #pragma once
-// An audio engine on the system output, with the serial executor it runs on. The
-// executor lives exactly as long as the engine, however long callbacks keep the engine.
+// An audio engine on the system output, with the serial executor it runs on and the supervisor
+// that brings its output back. The executor lives exactly as long as the engine, however long
+// callbacks keep the engine.
 #include <functional>
 #include <memory>
+#include <string>
 
 #include "audio/engine/audio_engine_service.h"
 
 namespace brellow::audio {
+
+struct OutputChoice {
+    std::string deviceID;  // as `brellow-cli devices` lists it; empty: the default output
+    bool lowLatency = false;
+};
 
 struct LiveEngine {
     std::shared_ptr<AudioEngineService> engine;
@@ -15,7 +22,7 @@ struct LiveEngine {
     std::function<void(std::function<void(bool silent)>)> checkOutput;
 };
 
-/// An engine on the system output (or its silent fallback), run by its own thread executor.
-LiveEngine makeLiveEngine();
+/// An engine on the system output (or its stand-ins), run by its own thread executor.
+LiveEngine makeLiveEngine(const OutputChoice& choice = {});
 
 }  // namespace brellow::audio

@@ -10,7 +10,14 @@ void AudioEngineService::handleConfigurationChange() {
     log_.notice("Engine configuration change; new output format: %s",
                 engine_.outputFormat().description().c_str());
     restart("config change");
-    emit(event::DeviceChanged{"", "Default output", true});
+    // What actually plays now: the default output, the chosen device, or a stand-in that
+    // names what is missing.
+    const OutputInUse output = engine_.driver().outputInUse();
+    emit(event::DeviceChanged{output.deviceUID, output.deviceName, output.fellBack});
+}
+
+void AudioEngineService::setOutputDevice(const std::string& deviceID) {
+    submit([deviceID](AudioEngineService& self) { self.engine_.driver().choose(deviceID); });
 }
 
 void AudioEngineService::doRecoverAfterWake() {
