@@ -7,6 +7,7 @@
 #include <condition_variable>
 #include <cstdlib>
 #include <fstream>
+#include <future>
 #include <mutex>
 #include <thread>
 #include <vector>
@@ -100,7 +101,14 @@ TEST(JackOutput, AServerShutdownIsNoticedAndTheCuePlaysOnOnceItIsBack) {
         }
     });
     const Uuid id = Uuid::generate();
-    live.engine->loadSting(id, dir / "cue.wav", 0);
+    // Loading decodes in the background: play only once the sting has joined the graph.
+    std::promise<std::optional<EngineFailure>> loaded;
+    live.engine->loadSting(id, dir / "cue.wav", 0, [&loaded](std::optional<EngineFailure> failure) {
+        loaded.set_value(std::move(failure));
+    });
+    auto loadResult = loaded.get_future();
+    ASSERT_EQ(loadResult.wait_for(5s), std::future_status::ready) << "the cue never loaded";
+    ASSERT_FALSE(loadResult.get().has_value()) << "the cue failed to load";
     live.engine->play(id, std::nullopt, std::nullopt, false, 0, 0);
     const double before = waitForPosition(*live.engine, 0.2);
     ASSERT_GT(before, 0.2) << "the cue never played";
