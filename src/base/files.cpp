@@ -153,6 +153,20 @@ Result<void, IoError> syncDirectory(const fs::path& path) {
     return {};
 }
 
+Result<void, IoError> syncFile(const fs::path& path) {
+    FileDescriptor fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW));
+    if (!fd.valid()) return fail(IoError::fromErrno("open", path, errno));
+    if (::fsync(fd.get()) != 0) return fail(IoError::fromErrno("fsync", path, errno));
+    return {};
+}
+
+Result<std::uint64_t, IoError> regularFileSize(const fs::path& path) {
+    struct stat info {};
+    if (::lstat(path.c_str(), &info) != 0) return fail(IoError::fromErrno("stat", path, errno));
+    if (!S_ISREG(info.st_mode)) return fail(IoError::fromErrno("stat", path, EINVAL));
+    return static_cast<std::uint64_t>(info.st_size);
+}
+
 void removeTreeQuietly(const fs::path& path) noexcept {
     std::error_code ignored;
     fs::remove_all(path, ignored);

@@ -1,44 +1,124 @@
 #include "document/show_document.h"
 
+#include <algorithm>
+
+#include "base/files.h"
 #include "base/user_dirs.h"
 #include "document/package_reader.h"
+#include "document/package_versions.h"
 
 namespace brellow {
 
-ShowDocument::ShowDocument(const std::filesystem::path& scratchRoot)
+namespace fs = std::filesystem;
+
+ShowDocument::ShowDocument(const fs::path& scratchRoot)
     : show_(makeNewShow()), working_(scratchRoot) {}
 
 ShowDocument::ShowDocument() : ShowDocument(userCacheDirectory()) {}
 
 ShowDocument::~ShowDocument() = default;
 
-std::filesystem::path ShowDocument::mediaPath(const Sting& sting) const {
+fs::path ShowDocument::mediaPath(const Sting& sting) const {
     return working_.media() / sting.mediaFilename;
 }
 
-Result<void, DocumentError> ShowDocument::read(const std::filesystem::path& package) {
+std::set<std::string> ShowDocument::namedFilesMissingFromWorkingFolder() const {
+    std::set<std::string> missing;
+    for (const std::string& name : namedMediaFiles(show_)) {
+        if (!isRegularFileNoFollow(working_.media() / name)) missing.insert(name);
+    }
+    for (const std::string& name : namedWaveformFiles(show_)) {
+        if (!isRegularFileNoFollow(working_.waveforms() / name)) missing.insert(name);
+    }
+    return missing;
+}
+
+void ShowDocument::startLoading() {
+    if (!loadHandler_) return;
+    std::vector<StingLoadRequest> requests;
+    for (const Sting& sting : allStings(show_)) {
+        requests.push_back({sting.id, mediaPath(sting), sting.volumeDB});
+    }
+    loadHandler_(std::move(requests));
+}
+
+Result<void, DocumentError> ShowDocument::read(const fs::path& package) {
     recoverInterruptedSave(package);
     auto show = readPackage(package, working_, log_);
     if (!show) return fail(show.error());
     show_ = std::move(show).value();
     savedChangeCount_ = changeCount_;
-
-    if (loadHandler_) {
-        std::vector<StingLoadRequest> requests;
-        for (const Sting& sting : allStings(show_)) {
-            requests.push_back({sting.id, mediaPath(sting), sting.volumeDB});
-        }
-        loadHandler_(std::move(requests));
-    }
+    package_ = fs::absolute(package).lexically_normal();
+    missingAtOpen_ = namedFilesMissingFromWorkingFolder();
+    startLoading();
     return {};
 }
 
-Result<void, DocumentError> ShowDocument::save(const std::filesystem::path& destination,
+// A cleaner of temporary files may have removed the working folder, or files in it, while
+// the show was open. What the saved package still holds is brought back.
+void ShowDocument::restoreMissingWorkingFiles() {
+    std::set<std::string> missing = namedFilesMissingFromWorkingFolder();
+    for (const std::string& name : missingAtOpen_)
+        missing.erase(name);
+    if (missing.empty()) return;
+    working_.ensureCreated();
+    std::size_t restored = 0;
+    for (const std::string& name : missing) {
+        for (const fs::path& folder : {working_.media(), working_.waveforms()}) {
+            const fs::path saved = package_ ? *package_ / folder.filename() / name : fs::path();
+            if (package_ && isRegularFileNoFollow(saved) && cloneFile(saved, folder / name)) {
+                ++restored;
+            }
+        }
+    }
+    // A waveform never rendered is no loss; media are.
+    const auto media = namedMediaFiles(show_);
+    const auto lostMedia =
+        std::count_if(missing.begin(), missing.end(),
+                      [&](const std::string& name) { return media.contains(name); });
+    if (restored > 0 || lostMedia > 0) {
+        log_.error("Working folder lost %ld file(s); restored %ld from the saved package",
+                   static_cast<long>(missing.size()), static_cast<long>(restored));
+    }
+}
+
+Result<void, DocumentError> ShowDocument::save(const fs::path& destination,
                                                const SaveCheckpoint& checkpoint) {
     const std::uint64_t savingChangeCount = changeCount_;
-    auto written = writePackage(show_, working_, destination, checkpoint);
-    if (!written) return written;
+    restoreMissingWorkingFiles();
+    SaveSources sources;
+    if (package_) sources.fallbackPackages.push_back(*package_);
+    sources.knownMissing = missingAtOpen_;
+    auto written = writePackage(show_, working_, destination, sources, *files_, checkpoint);
+    if (!written) return fail(written.error());
+    lastSaveReport_ = *written;
+    package_ = fs::absolute(destination).lexically_normal();
     savedChangeCount_ = savingChangeCount;
+    return {};
+}
+
+Result<void, DocumentError> ShowDocument::restoreVersion(const fs::path& package,
+                                                         std::string_view versionIdOrPosition) {
+    auto version = findVersion(package, versionIdOrPosition);
+    if (!version) return fail(version.error());
+    auto show = readPackage(version->folder, working_, log_);
+    if (!show) return fail(show.error());
+    show_ = std::move(show).value();
+    // The working folder now holds the version's files and the replaced show's; only the
+    // version's are kept, so the next save holds exactly what the version held.
+    const std::set<std::string> media = namedMediaFiles(show_);
+    const std::set<std::string> peaks = namedWaveformFiles(show_);
+    for (const auto& [folder, keep] :
+         {std::pair{working_.media(), &media}, std::pair{working_.waveforms(), &peaks}}) {
+        std::error_code error;
+        for (fs::directory_iterator it(folder, error), end; !error && it != end;
+             it.increment(error)) {
+            if (!keep->contains(it->path().filename().string())) fs::remove(it->path(), error);
+        }
+    }
+    missingAtOpen_ = namedFilesMissingFromWorkingFolder();
+    markChanged();
+    startLoading();
     return {};
 }
 

@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <functional>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -46,9 +47,21 @@ class ShowDocument {
     /// stings to the load handler.
     Result<void, DocumentError> read(const std::filesystem::path& package);
 
-    /// Writes the package at `destination` crash-safely; on success the document is clean.
+    /// Writes the package at `destination`, all or nothing; on success the document is clean
+    /// and the replaced package is kept as a version. Files missing from the working folder
+    /// (a cleaner removed it) are first brought back from the package last read or saved.
     Result<void, DocumentError> save(const std::filesystem::path& destination,
                                      const SaveCheckpoint& checkpoint = {});
+
+    /// Replaces the show with a version kept in `package` (see package_versions.h) and marks
+    /// the document edited; saving it then keeps the current state as a version in turn.
+    Result<void, DocumentError> restoreVersion(const std::filesystem::path& package,
+                                               std::string_view versionIdOrPosition);
+
+    /// What the last successful save did with the files.
+    const SaveReport& lastSaveReport() const { return lastSaveReport_; }
+    /// The file operations saves use; tests pass one that fails on purpose.
+    void setFileLayer(FileLayer& files) { files_ = &files; }
 
     const Show& show() const { return show_; }
     /// For the import flow, which appends stings and marks changes itself.
@@ -84,6 +97,9 @@ class ShowDocument {
 
   private:
     void deleteWorkingFiles(const Sting& sting) const;
+    void restoreMissingWorkingFiles();
+    std::set<std::string> namedFilesMissingFromWorkingFolder() const;
+    void startLoading();
 
     Logger log_{"ShowDocument"};
     Show show_;
@@ -91,6 +107,10 @@ class ShowDocument {
     StingLoadHandler loadHandler_;
     std::uint64_t changeCount_ = 0;
     std::uint64_t savedChangeCount_ = 0;
+    std::optional<std::filesystem::path> package_;  // last read or saved
+    std::set<std::string> missingAtOpen_;           // named files the package lacked
+    FileLayer* files_ = &systemFileLayer();
+    SaveReport lastSaveReport_;
 };
 
 }  // namespace brellow
