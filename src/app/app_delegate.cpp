@@ -119,11 +119,13 @@ void AppDelegate::startup() {
     installActions();
     // The application stays when its last window closes; Quit ends it.
     g_application_hold(G_APPLICATION(application_));
-    for (int signal : {SIGINT, SIGTERM}) {
+    // The session ending (or Ctrl+C in a terminal) asks nothing: what cannot be saved where
+    // it belongs is kept as a recovery copy.
+    for (int signal : {SIGINT, SIGTERM, SIGHUP}) {
         g_unix_signal_add(
             signal,
             [](gpointer self) {
-                static_cast<AppDelegate*>(self)->quit();
+                static_cast<AppDelegate*>(self)->endOfSession();
                 return G_SOURCE_REMOVE;
             },
             this);
@@ -143,6 +145,15 @@ void AppDelegate::installActions() {
              self.documents_->chooseAndOpen(gtk_application_get_active_window(self.application_));
          }},
         {"stop-all", [](AppDelegate& self) { self.stopAll(); }},
+        {"revert",
+         [](AppDelegate& self) {
+             if (OpenShow* show = self.documents_->current()) self.documents_->revertToSaved(*show);
+         }},
+        {"browse-versions",
+         [](AppDelegate& self) {
+             if (OpenShow* show = self.documents_->current())
+                 self.documents_->browseVersions(*show);
+         }},
         {"licence", [](AppDelegate& self) { self.showLicenceAgreement(); }},
     };
     addActions<AppDelegate>(G_ACTION_MAP(application_), kEntries, *this);
@@ -216,7 +227,16 @@ void AppDelegate::openFiles(const std::vector<std::filesystem::path>& files) {
 }
 
 void AppDelegate::quit() {
-    if (documents_) documents_->saveAllForQuit();
+    if (documents_ && !documents_->saveAllForQuit()) return;  // the user cancelled
+    shutDown();
+}
+
+void AppDelegate::endOfSession() {
+    if (documents_) documents_->keepEverythingForSessionEnd();
+    shutDown();
+}
+
+void AppDelegate::shutDown() {
     documents_.reset();
     eulaViewer_.reset();
     preferences_.reset();

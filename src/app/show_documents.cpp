@@ -1,12 +1,17 @@
 #include "app/show_documents.h"
 
 #include <algorithm>
+#include <set>
+
+#include "app/save_dialogs.h"
+#include "app/version_browser.h"
 
 #include "base/files.h"
 #include "base/main_context.h"
 #include "base/text.h"
 #include "base/user_dirs.h"
 #include "base/uuid.h"
+#include "document/package_versions.h"
 #include "document/sting_loading.h"
 
 namespace brellow::app {
@@ -14,6 +19,12 @@ namespace brellow::app {
 namespace {
 
 constexpr const char* kPackageExtension = ".stingshow";
+// Beside a recovery copy of a titled show: the path of the show it was copied from.
+constexpr const char* kOriginSuffix = ".origin";
+
+std::filesystem::path originNoteOf(const std::filesystem::path& recoveryPackage) {
+    return recoveryPackage.string() + kOriginSuffix;
+}
 
 std::filesystem::path normalised(const std::filesystem::path& path) {
     std::error_code error;
@@ -42,7 +53,13 @@ OpenShow& ShowDocumentController::adopt(std::unique_ptr<OpenShow> show) {
     show->autosaver = std::make_unique<Autosaver>(show->document,
                                                   show->file ? *show->file : show->recoveryPackage);
     OpenShow* held = show.get();
-    show->autosaver->onChange = [this, held] { refreshTitle(*held); };
+    show->autosaver->onChange = [this, held] {
+        if (!held->autosaver->lastFailure()) held->shownSaveFailure.clear();
+        refreshTitle(*held);
+    };
+    show->autosaver->onSaveFailed = [this, held](const DocumentError& error) {
+        reportSaveFailure(*held, error);
+    };
     show->window = std::make_unique<ShowWindow>(context_, *this, show->document, show->engine);
     shows_.push_back(std::move(show));
     OpenShow& adopted = *shows_.back();
@@ -100,8 +117,10 @@ void ShowDocumentController::offerRecoveredShows() {
     const bool reopen = gtk_dialog_run(GTK_DIALOG(dialog)) == GTK_RESPONSE_ACCEPT;
     gtk_widget_destroy(dialog);
     for (const auto& package : packages) {
+        const auto origin = readRegularFile(originNoteOf(package), 4096);
         if (!reopen) {
             removeTreeQuietly(package);
+            std::filesystem::remove(originNoteOf(package), error);
             continue;
         }
         auto show = std::make_unique<OpenShow>();
@@ -114,6 +133,7 @@ void ShowDocumentController::offerRecoveredShows() {
         }
         show->recoveryPackage = package;
         show->recovered = true;
+        if (origin) show->recoveredFrom = std::filesystem::path(*origin);
         adopt(std::move(show));
     }
 }
@@ -153,33 +173,85 @@ OpenShow* ShowDocumentController::find(const ShowWindow& window) {
     return nullptr;
 }
 
-bool ShowDocumentController::saveTo(OpenShow& show, const std::filesystem::path& destination) {
+Result<void, DocumentError> ShowDocumentController::saveQuietly(
+    OpenShow& show, const std::filesystem::path& destination) {
     std::error_code ignored;  // a missing parent folder is reported by the save itself
     std::filesystem::create_directories(destination.parent_path(), ignored);
-    if (auto saved = show.document->save(destination); !saved) {
+    auto saved = show.document->save(destination);
+    if (!saved) {
         log_.error("Saving %s failed: %s", destination.c_str(), saved.error().message.c_str());
+    }
+    return saved;
+}
+
+bool ShowDocumentController::saveTo(OpenShow& show, const std::filesystem::path& destination) {
+    if (auto saved = saveQuietly(show, destination); !saved) {
         showError(show.window ? show.window->window() : nullptr, "The show could not be saved.",
                   saved.error().message);
         return false;
     }
+    show.shownSaveFailure.clear();
     refreshTitle(show);
     return true;
+}
+
+void ShowDocumentController::reportSaveFailure(OpenShow& show, const DocumentError& error) {
+    refreshTitle(show);
+    if (show.shownSaveFailure == error.message || !show.window) return;
+    show.shownSaveFailure = error.message;
+    if (auto bridge = show.window->bridge()) {
+        bridge->sendEvent({{"type", "toast"},
+                           {"message", "The show can't be saved: " + error.message +
+                                           ". Brellow keeps trying; Save As… puts it elsewhere."}});
+    }
+}
+
+bool ShowDocumentController::saveOrAsk(OpenShow& show,
+                                       const std::function<void()>& afterSavingElsewhere) {
+    const std::filesystem::path destination = show.file ? *show.file : show.recoveryPackage;
+    auto saved = saveQuietly(show, destination);
+    if (saved) return true;
+    GtkWindow* parent = show.window ? show.window->window() : nullptr;
+    switch (askWhatToDoWithUnsaveableShow(parent, displayName(show), saved.error().message)) {
+        case UnsaveableChoice::saveElsewhere:
+            saveAs(show, afterSavingElsewhere);
+            return false;  // the save runs its own course; the caller stops here
+        case UnsaveableChoice::discard:
+            return true;
+        case UnsaveableChoice::cancel:
+            break;
+    }
+    return false;
 }
 
 void ShowDocumentController::saveAs(OpenShow& show, const std::function<void()>& afterSaving) {
     GtkFileChooserNative* chooser = gtk_file_chooser_native_new(
         "Save Show", show.window->window(), GTK_FILE_CHOOSER_ACTION_SAVE, "_Save", "_Cancel");
-    const std::string name = show.file ? packageDisplayName(*show.file) : "Untitled";
+    const std::string name = displayName(show);
     gtk_file_chooser_set_current_name(GTK_FILE_CHOOSER(chooser),
                                       (name + kPackageExtension).c_str());
+    gtk_file_chooser_set_do_overwrite_confirmation(GTK_FILE_CHOOSER(chooser), TRUE);
     const bool accepted = gtk_native_dialog_run(GTK_NATIVE_DIALOG(chooser)) == GTK_RESPONSE_ACCEPT;
     gchar* chosen = accepted ? gtk_file_chooser_get_filename(GTK_FILE_CHOOSER(chooser)) : nullptr;
     g_object_unref(chooser);
     if (chosen == nullptr) return;
     const auto destination = withPackageExtension(chosen);
     g_free(chosen);
+    // The chooser asks only when the exact name it was given exists; the extension may have
+    // been added here. The replaced show stays whole until the new one is in place.
+    std::error_code error;
+    const bool replacing = std::filesystem::exists(destination, error) &&
+                           !(show.file && normalised(*show.file) == normalised(destination));
+    if (replacing &&
+        !confirmReplacingShow(show.window->window(), packageDisplayName(destination))) {
+        return;
+    }
     if (!saveTo(show, destination)) return;
-    if (!show.file) removeTreeQuietly(show.recoveryPackage);
+    if (!show.file) {
+        removeTreeQuietly(show.recoveryPackage);
+        std::filesystem::remove(originNoteOf(show.recoveryPackage), error);
+    }
+    show.recoveredFrom.reset();
     show.file = normalised(destination);
     show.autosaver->setDestination(*show.file);
     show.recovered = false;
@@ -209,7 +281,9 @@ void ShowDocumentController::windowWantsClose(ShowWindow& window) {
     OpenShow* show = find(window);
     if (show == nullptr) return;
     if (show->file) {
-        if (show->document->isEdited() && !saveTo(*show, *show->file)) return;
+        if (show->document->isEdited() && !saveOrAsk(*show, [this, show] { close(*show); })) {
+            return;
+        }
         close(*show);
         return;
     }
@@ -235,7 +309,11 @@ void ShowDocumentController::windowWantsClose(ShowWindow& window) {
 }
 
 void ShowDocumentController::discard(OpenShow& show) {
-    if (!show.file) removeTreeQuietly(show.recoveryPackage);
+    if (!show.file) {
+        removeTreeQuietly(show.recoveryPackage);
+        std::error_code ignored;
+        std::filesystem::remove(originNoteOf(show.recoveryPackage), ignored);
+    }
     close(show);
 }
 
@@ -250,17 +328,102 @@ void ShowDocumentController::close(OpenShow& show) {
     });
 }
 
+std::string ShowDocumentController::displayName(const OpenShow& show) const {
+    if (show.file) return packageDisplayName(*show.file);
+    if (show.recoveredFrom) return packageDisplayName(*show.recoveredFrom) + " (recovered)";
+    return "Untitled";
+}
+
 void ShowDocumentController::refreshTitle(OpenShow& show) {
     if (!show.window) return;
-    const std::string name = show.file ? packageDisplayName(*show.file) : "Untitled";
+    std::string name = displayName(show);
+    if (show.autosaver && show.autosaver->lastFailure()) name += " — not saved";
     const bool edited = show.file ? show.document->isEdited() : hasUnsavedContent(show);
     show.window->setDocumentTitle(name, edited);
 }
 
-void ShowDocumentController::saveAllForQuit() {
+bool ShowDocumentController::saveAllForQuit() {
     for (auto& show : shows_) {
-        if (show->file || hasUnsavedContent(*show)) show->autosaver->saveNow();
+        const bool needsSaving = show->file ? show->document->isEdited() : hasUnsavedContent(*show);
+        bool savedElsewhere = false;
+        if (needsSaving && !saveOrAsk(*show, [&savedElsewhere] { savedElsewhere = true; }) &&
+            !savedElsewhere) {
+            return false;
+        }
     }
+    return true;
+}
+
+void ShowDocumentController::keepEverythingForSessionEnd() {
+    for (auto& show : shows_) {
+        if (show->file) {
+            if (!show->document->isEdited() || saveQuietly(*show, *show->file)) continue;
+            // Where it belongs is out of reach: keep it with the untitled ones' copies.
+            const auto copy = recoveryFolder() / (Uuid::generate().toString() + kPackageExtension);
+            if (saveQuietly(*show, copy)) {
+                (void)replaceFileAtomically(originNoteOf(copy), show->file->string());
+                log_.notice("Kept a recovery copy of %s", show->file->c_str());
+            }
+        } else if (hasUnsavedContent(*show)) {
+            (void)saveQuietly(*show, show->recoveryPackage);
+            if (show->recoveredFrom) {
+                (void)replaceFileAtomically(originNoteOf(show->recoveryPackage),
+                                            show->recoveredFrom->string());
+            }
+        }
+    }
+}
+
+void ShowDocumentController::showReplaced(OpenShow& show, const std::vector<Uuid>& stingsBefore) {
+    std::set<Uuid> now;
+    for (const Sting& sting : allStings(show.document->show()))
+        now.insert(sting.id);
+    for (const Uuid& id : stingsBefore) {
+        if (!now.contains(id)) show.engine.engine->unload(id);
+    }
+    if (show.window) {
+        if (auto bridge = show.window->bridge()) bridge->sendStateSnapshot();
+    }
+    refreshTitle(show);
+}
+
+void ShowDocumentController::revertToSaved(OpenShow& show) {
+    if (!show.document->package()) return;
+    std::vector<Uuid> before;
+    for (const Sting& sting : allStings(show.document->show()))
+        before.push_back(sting.id);
+    if (auto reverted = show.document->revertToSaved(); !reverted) {
+        showError(show.window->window(), "The show could not be reverted.",
+                  reverted.error().message);
+        return;
+    }
+    showReplaced(show, before);
+}
+
+void ShowDocumentController::browseVersions(OpenShow& show) {
+    if (!show.file) {
+        showError(show.window->window(), "This show has no versions yet.",
+                  "Versions are kept each time a saved show is saved again.");
+        return;
+    }
+    auto versions = listVersions(*show.file);
+    if (!versions) {
+        showError(show.window->window(), "The versions could not be read.",
+                  versions.error().message);
+        return;
+    }
+    const auto chosen = chooseVersion(show.window->window(), displayName(show), *versions);
+    if (!chosen) return;
+    std::vector<Uuid> before;
+    for (const Sting& sting : allStings(show.document->show()))
+        before.push_back(sting.id);
+    if (auto restored = show.document->restoreVersion(*show.file, *chosen); !restored) {
+        showError(show.window->window(), "The version could not be restored.",
+                  restored.error().message);
+        return;
+    }
+    showReplaced(show, before);
+    saveTo(show, *show.file);  // restoring is a save: the state it replaced becomes a version
 }
 
 void ShowDocumentController::showError(GtkWindow* parent, const std::string& primary,

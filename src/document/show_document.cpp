@@ -97,15 +97,12 @@ Result<void, DocumentError> ShowDocument::save(const fs::path& destination,
     return {};
 }
 
-Result<void, DocumentError> ShowDocument::restoreVersion(const fs::path& package,
-                                                         std::string_view versionIdOrPosition) {
-    auto version = findVersion(package, versionIdOrPosition);
-    if (!version) return fail(version.error());
-    auto show = readPackage(version->folder, working_, log_);
+Result<void, DocumentError> ShowDocument::replaceFrom(const fs::path& package) {
+    auto show = readPackage(package, working_, log_);
     if (!show) return fail(show.error());
     show_ = std::move(show).value();
-    // The working folder now holds the version's files and the replaced show's; only the
-    // version's are kept, so the next save holds exactly what the version held.
+    // The working folder now holds the read package's files and the replaced show's; only the
+    // read ones are kept, so the next save holds exactly what that package held.
     const std::set<std::string> media = namedMediaFiles(show_);
     const std::set<std::string> peaks = namedWaveformFiles(show_);
     for (const auto& [folder, keep] :
@@ -117,8 +114,23 @@ Result<void, DocumentError> ShowDocument::restoreVersion(const fs::path& package
         }
     }
     missingAtOpen_ = namedFilesMissingFromWorkingFolder();
-    markChanged();
     startLoading();
+    return {};
+}
+
+Result<void, DocumentError> ShowDocument::restoreVersion(const fs::path& package,
+                                                         std::string_view versionIdOrPosition) {
+    auto version = findVersion(package, versionIdOrPosition);
+    if (!version) return fail(version.error());
+    if (auto replaced = replaceFrom(version->folder); !replaced) return replaced;
+    markChanged();
+    return {};
+}
+
+Result<void, DocumentError> ShowDocument::revertToSaved() {
+    if (!package_) return fail(DocumentError::packageUnreadable());
+    if (auto replaced = replaceFrom(*package_); !replaced) return replaced;
+    savedChangeCount_ = changeCount_;
     return {};
 }
 

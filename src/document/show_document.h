@@ -58,6 +58,11 @@ class ShowDocument {
     Result<void, DocumentError> restoreVersion(const std::filesystem::path& package,
                                                std::string_view versionIdOrPosition);
 
+    /// Reads the package last read or saved again, dropping unsaved edits.
+    Result<void, DocumentError> revertToSaved();
+    /// The package last read or saved, if any.
+    const std::optional<std::filesystem::path>& package() const { return package_; }
+
     /// What the last successful save did with the files.
     const SaveReport& lastSaveReport() const { return lastSaveReport_; }
     /// The file operations saves use; tests pass one that fails on purpose.
@@ -98,6 +103,8 @@ class ShowDocument {
   private:
     void deleteWorkingFiles(const Sting& sting) const;
     void restoreMissingWorkingFiles();
+    /// Replaces the show and the working files with the package at `package`.
+    Result<void, DocumentError> replaceFrom(const std::filesystem::path& package);
     std::set<std::string> namedFilesMissingFromWorkingFolder() const;
     void startLoading();
 

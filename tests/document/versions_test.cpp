@@ -84,6 +84,20 @@ TEST_F(Versions, RestoringIsASaveThatCanItselfBeUndone) {
     EXPECT_EQ(unknown.error().kind, DocumentError::Kind::noSuchVersion);
 }
 
+TEST_F(Versions, RevertToSavedDropsUnsavedEditsAndTheirFiles) {
+    const Show saved = document.show();
+    Sting added = test::makeSting("Unsaved");
+    test::writeFile(document.mediaPath(added), "unsaved media");
+    document.mutableShow().pages[0].stings.push_back(added);
+    document.mutableShow().name = "Unsaved name";
+    document.markChanged();
+
+    ASSERT_TRUE(document.revertToSaved());
+    EXPECT_FALSE(document.isEdited());
+    EXPECT_EQ(document.show(), saved);
+    EXPECT_FALSE(fs::exists(document.mediaPath(added)));
+}
+
 TEST_F(Versions, OnlyTheNewestAreKept) {
     for (std::size_t i = 1; i <= kKeptVersions + 3; ++i)
         saveAs("Version " + std::to_string(i));
