@@ -81,6 +81,14 @@ Result<OpenShow*, std::string> ShowDocumentController::openPackage(
     show->document = std::make_shared<ShowDocument>();
     show->engine = audio::makeLiveEngine();
     loadStingsOnOpen(*show->document, show->engine.engine);
+    // From another file system the media are copied while the window is already up; the
+    // title counts them in.
+    OpenShow* opening = show.get();
+    show->document->copyMediaInBackground([this, opening](const CopyProgress& progress) {
+        opening->copying = progress;
+        if (progress.finished()) opening->copying.reset();
+        refreshTitle(*opening);
+    });
     if (auto read = show->document->read(wanted); !read) return fail(read.error().message);
     show->file = wanted;
     return &adopt(std::move(show));
@@ -338,6 +346,10 @@ void ShowDocumentController::refreshTitle(OpenShow& show) {
     if (!show.window) return;
     std::string name = displayName(show);
     if (show.autosaver && show.autosaver->lastFailure()) name += " — not saved";
+    if (show.copying) {
+        name += " — copying audio " + std::to_string(show.copying->filesDone) + "/" +
+                std::to_string(show.copying->filesTotal);
+    }
     const bool edited = show.file ? show.document->isEdited() : hasUnsavedContent(show);
     show.window->setDocumentTitle(name, edited);
 }

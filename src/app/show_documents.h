@@ -28,6 +28,7 @@ struct OpenShow {
     bool recovered = false;                     // reopened from a recovery copy
     std::optional<std::filesystem::path> recoveredFrom;  // the titled show it was a copy of
     std::string shownSaveFailure;                        // the failure the page was told of
+    std::optional<CopyProgress> copying;  // media still coming from another file system
     std::unique_ptr<ShowWindow> window;
     std::unique_ptr<Autosaver> autosaver;  // in place, or to the recovery copy
 };

@@ -37,21 +37,80 @@ void ShowDocument::startLoading() {
     if (!loadHandler_) return;
     std::vector<StingLoadRequest> requests;
     for (const Sting& sting : allStings(show_)) {
+        if (pendingCopies_.contains(sting.mediaFilename)) continue;  // loaded when it arrives
         requests.push_back({sting.id, mediaPath(sting), sting.volumeDB});
     }
     loadHandler_(std::move(requests));
 }
 
+void ShowDocument::copyMediaInBackground(std::function<void(const CopyProgress&)> progress) {
+    copyInBackground_ = true;
+    copyProgress_ = std::move(progress);
+}
+
 Result<void, DocumentError> ShowDocument::read(const fs::path& package) {
     recoverInterruptedSave(package);
-    auto show = readPackage(package, working_, log_);
-    if (!show) return fail(show.error());
-    show_ = std::move(show).value();
+    if (auto replaced = replaceFrom(package, false); !replaced) return replaced;
     savedChangeCount_ = changeCount_;
     package_ = fs::absolute(package).lexically_normal();
-    missingAtOpen_ = namedFilesMissingFromWorkingFolder();
-    startLoading();
     return {};
+}
+
+Result<void, DocumentError> ShowDocument::replaceFrom(const fs::path& package, bool keepOnlyNamed) {
+    copier_.reset();
+    std::vector<PendingCopy> deferred;
+    auto show = readPackage(package, working_, log_, copyInBackground_ ? &deferred : nullptr);
+    if (!show) return fail(show.error());
+    show_ = std::move(show).value();
+    if (keepOnlyNamed) {
+        const std::set<std::string> media = namedMediaFiles(show_);
+        const std::set<std::string> peaks = namedWaveformFiles(show_);
+        for (const auto& [folder, keep] :
+             {std::pair{working_.media(), &media}, std::pair{working_.waveforms(), &peaks}}) {
+            std::error_code error;
+            for (fs::directory_iterator it(folder, error), end; !error && it != end;
+                 it.increment(error)) {
+                if (!keep->contains(it->path().filename().string())) fs::remove(it->path(), error);
+            }
+        }
+    }
+    pendingCopies_.clear();
+    discardOnArrival_.clear();
+    for (const PendingCopy& copy : deferred)
+        pendingCopies_.insert(copy.target.filename().string());
+    missingAtOpen_ = namedFilesMissingFromWorkingFolder();
+    for (const std::string& name : pendingCopies_)
+        missingAtOpen_.erase(name);
+    startLoading();
+    if (!deferred.empty()) {
+        copier_ = std::make_unique<MediaCopier>(
+            std::move(deferred), working_.root(),
+            [this](const PendingCopy& copy, const Result<void, IoError>& result,
+                   const CopyProgress& progress) { mediaArrived(copy, result, progress); });
+    }
+    return {};
+}
+
+void ShowDocument::mediaArrived(const PendingCopy& copy, const Result<void, IoError>& result,
+                                const CopyProgress& progress) {
+    const std::string name = copy.target.filename().string();
+    pendingCopies_.erase(name);
+    if (discardOnArrival_.erase(name) > 0) {
+        std::error_code ignored;
+        fs::remove(copy.target, ignored);
+    } else if (!result) {
+        // The package still holds it: saves take it from there.
+        log_.error("Copying %s in failed: %s", name.c_str(), result.error().message.c_str());
+    } else if (loadHandler_) {
+        std::vector<StingLoadRequest> requests;
+        for (const Sting& sting : allStings(show_)) {
+            if (sting.mediaFilename == name) {
+                requests.push_back({sting.id, mediaPath(sting), sting.volumeDB});
+            }
+        }
+        if (!requests.empty()) loadHandler_(std::move(requests));
+    }
+    if (copyProgress_) copyProgress_(progress);
 }
 
 // A cleaner of temporary files may have removed the working folder, or files in it, while
@@ -60,6 +119,8 @@ void ShowDocument::restoreMissingWorkingFiles() {
     std::set<std::string> missing = namedFilesMissingFromWorkingFolder();
     for (const std::string& name : missingAtOpen_)
         missing.erase(name);
+    for (const std::string& name : pendingCopies_)
+        missing.erase(name);  // on their way; saves take them from the package meanwhile
     if (missing.empty()) return;
     working_.ensureCreated();
     std::size_t restored = 0;
@@ -97,39 +158,18 @@ Result<void, DocumentError> ShowDocument::save(const fs::path& destination,
     return {};
 }
 
-Result<void, DocumentError> ShowDocument::replaceFrom(const fs::path& package) {
-    auto show = readPackage(package, working_, log_);
-    if (!show) return fail(show.error());
-    show_ = std::move(show).value();
-    // The working folder now holds the read package's files and the replaced show's; only the
-    // read ones are kept, so the next save holds exactly what that package held.
-    const std::set<std::string> media = namedMediaFiles(show_);
-    const std::set<std::string> peaks = namedWaveformFiles(show_);
-    for (const auto& [folder, keep] :
-         {std::pair{working_.media(), &media}, std::pair{working_.waveforms(), &peaks}}) {
-        std::error_code error;
-        for (fs::directory_iterator it(folder, error), end; !error && it != end;
-             it.increment(error)) {
-            if (!keep->contains(it->path().filename().string())) fs::remove(it->path(), error);
-        }
-    }
-    missingAtOpen_ = namedFilesMissingFromWorkingFolder();
-    startLoading();
-    return {};
-}
-
 Result<void, DocumentError> ShowDocument::restoreVersion(const fs::path& package,
                                                          std::string_view versionIdOrPosition) {
     auto version = findVersion(package, versionIdOrPosition);
     if (!version) return fail(version.error());
-    if (auto replaced = replaceFrom(version->folder); !replaced) return replaced;
+    if (auto replaced = replaceFrom(version->folder, true); !replaced) return replaced;
     markChanged();
     return {};
 }
 
 Result<void, DocumentError> ShowDocument::revertToSaved() {
     if (!package_) return fail(DocumentError::packageUnreadable());
-    if (auto replaced = replaceFrom(*package_); !replaced) return replaced;
+    if (auto replaced = replaceFrom(*package_, true); !replaced) return replaced;
     savedChangeCount_ = changeCount_;
     return {};
 }

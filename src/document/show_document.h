@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <set>
 #include <string>
@@ -12,6 +13,7 @@
 #include "base/log.h"
 #include "base/result.h"
 #include "document/document_error.h"
+#include "document/media_copier.h"
 #include "document/package_writer.h"
 #include "document/working_directory.h"
 #include "model/show.h"
@@ -75,6 +77,12 @@ class ShowDocument {
     std::filesystem::path mediaPath(const Sting& sting) const;
 
     void setStingLoadHandler(StingLoadHandler handler) { loadHandler_ = std::move(handler); }
+    /// Makes reads copy media from another file system in the background: stings whose media
+    /// are still on their way are handed to the load handler as each file arrives, and
+    /// `progress` (may be empty) is told after each file. Without it, reads copy at once.
+    void copyMediaInBackground(std::function<void(const CopyProgress&)> progress);
+    /// Media files still being copied in.
+    std::size_t pendingCopies() const { return pendingCopies_.size(); }
 
     // Change tracking: edited from the first change until the next successful save.
     void markChanged() { ++changeCount_; }
@@ -101,10 +109,14 @@ class ShowDocument {
     static constexpr double kMaxFadeSec = 60;
 
   private:
-    void deleteWorkingFiles(const Sting& sting) const;
+    void deleteWorkingFiles(const Sting& sting);
     void restoreMissingWorkingFiles();
-    /// Replaces the show and the working files with the package at `package`.
-    Result<void, DocumentError> replaceFrom(const std::filesystem::path& package);
+    /// Replaces the show and the working files with the package at `package`; with
+    /// `keepOnlyNamed`, working files the new show does not name are removed.
+    Result<void, DocumentError> replaceFrom(const std::filesystem::path& package,
+                                            bool keepOnlyNamed);
+    void mediaArrived(const PendingCopy& copy, const Result<void, IoError>& result,
+                      const CopyProgress& progress);
     std::set<std::string> namedFilesMissingFromWorkingFolder() const;
     void startLoading();
 
@@ -118,6 +130,11 @@ class ShowDocument {
     std::set<std::string> missingAtOpen_;           // named files the package lacked
     FileLayer* files_ = &systemFileLayer();
     SaveReport lastSaveReport_;
+    bool copyInBackground_ = false;
+    std::function<void(const CopyProgress&)> copyProgress_;
+    std::set<std::string> pendingCopies_;
+    std::set<std::string> discardOnArrival_;  // of stings removed while their file was coming
+    std::unique_ptr<MediaCopier> copier_;     // last: stopped before the rest goes away
 };
 
 }  // namespace brellow
