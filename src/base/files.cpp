@@ -78,7 +78,8 @@ IoError IoError::fromErrno(std::string_view operation, const fs::path& path, int
 }
 
 Result<std::string, IoError> readRegularFile(const fs::path& path, std::size_t maxBytes) {
-    FileDescriptor fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW));
+    // Non-blocking, so that a FIFO put in the file's place is refused at once, not waited on.
+    FileDescriptor fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
     if (!fd.valid()) return fail(IoError::fromErrno("open", path, errno));
     struct stat info {};
     if (::fstat(fd.get(), &info) != 0) return fail(IoError::fromErrno("stat", path, errno));

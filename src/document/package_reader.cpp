@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <unordered_set>
 
 #include "base/files.h"
 #include "base/log.h"
@@ -55,6 +56,21 @@ Result<void, DocumentError> fillFolder(const fs::path& from, const fs::path& to,
     return {};
 }
 
+// Edits find stings by id, so two stings sharing one (a hand-edited or merged show) would act
+// as one. Later ones get fresh ids; their media file names stay, shared with the first.
+void giveDuplicateStingsTheirOwnIds(Show& show, const Logger& log) {
+    std::unordered_set<Uuid> seen;
+    for (Page& page : show.pages) {
+        for (Sting& sting : page.stings) {
+            if (seen.insert(sting.id).second) continue;
+            log.error("Giving sting %s a new id: %s is already used", sting.name.c_str(),
+                      sting.id.toString().c_str());
+            sting.id = Uuid::generate();
+            seen.insert(sting.id);
+        }
+    }
+}
+
 }  // namespace
 
 Result<Show, DocumentError> readPackage(const fs::path& package, const WorkingDirectory& working,
@@ -69,6 +85,7 @@ Result<Show, DocumentError> readPackage(const fs::path& package, const WorkingDi
     Show show = std::move(decoded).value();
 
     sanitizeShow(show, log);
+    giveDuplicateStingsTheirOwnIds(show, log);
     assignMissingHotkeys(show);
 
     working.ensureCreated();
