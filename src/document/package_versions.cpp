@@ -7,6 +7,7 @@
 #include <charconv>
 #include <cstdio>
 #include <ctime>
+#include <thread>
 
 #include "base/files.h"
 #include "document/package_reader.h"
@@ -34,13 +35,16 @@ std::optional<std::int64_t> modifiedUnixMs(const fs::path& path) {
     return static_cast<std::int64_t>(info.st_mtim.tv_sec) * 1000 + info.st_mtim.tv_nsec / 1'000'000;
 }
 
-// Version folders, newest first (their names sort by time).
+constexpr std::string_view kExpiredPrefix = ".expired-";
+
+// Version folders, newest first (their names sort by time). Hidden ones are on their way out.
 std::vector<std::string> versionIds(const fs::path& versions) {
     std::vector<std::string> ids;
     std::error_code error;
     for (fs::directory_iterator it(versions, error), end; !error && it != end;
          it.increment(error)) {
-        if (isRealDirectory(it->path())) ids.push_back(it->path().filename().string());
+        std::string name = it->path().filename().string();
+        if (!name.starts_with('.') && isRealDirectory(it->path())) ids.push_back(std::move(name));
     }
     std::sort(ids.rbegin(), ids.rend());
     return ids;
@@ -51,6 +55,21 @@ void mergeVersions(const fs::path& from, const fs::path& into) {
     for (const std::string& id : versionIds(from)) {
         if (!fs::exists(into / id)) (void)std::rename((from / id).c_str(), (into / id).c_str());
     }
+}
+
+void removeExpiredVersionsInBackground(const fs::path& versions) {
+    std::thread([versions] {
+        std::error_code error;
+        std::vector<fs::path> expired;
+        for (fs::directory_iterator it(versions, error), end; !error && it != end;
+             it.increment(error)) {
+            if (it->path().filename().string().starts_with(kExpiredPrefix)) {
+                expired.push_back(it->path());
+            }
+        }
+        for (const fs::path& folder : expired)
+            removeTreeQuietly(folder);
+    }).detach();
 }
 
 }  // namespace
@@ -123,13 +142,17 @@ Result<void, DocumentError> keepReplacedPackageAsVersion(const fs::path& package
     if (std::rename(replaced.c_str(), (versions / id).c_str()) != 0) {
         return fail(ioError("rename", versions / id, errno));
     }
+    // Removing a version unlinks every file it holds, which is most of a save's time on a
+    // busy disk: expired versions are renamed out of sight and removed on a thread of their
+    // own. What a crash leaves there is removed by the next save.
     const std::vector<std::string> kept = versionIds(versions);
     for (std::size_t i = kKeptVersions; i < kept.size(); ++i) {
-        removeTreeQuietly(versions / kept[i]);
+        const fs::path hidden = versions / (std::string(kExpiredPrefix) + kept[i]);
+        (void)std::rename((versions / kept[i]).c_str(), hidden.c_str());
     }
-    if (auto synced = syncDirectory(versions); !synced) {
-        return fail(DocumentError::io(synced.error().errorNumber, synced.error().message));
-    }
+    if (kept.size() > kKeptVersions) removeExpiredVersionsInBackground(versions);
+    // Not flushed: a crash that loses the rename leaves the replaced package beside this one,
+    // where the next open or save finds it and keeps it as a version then.
     return {};
 }
 

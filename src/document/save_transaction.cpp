@@ -188,9 +188,15 @@ class StagingBuilder {
     StagingBuilder(FileLayer& files, fs::path staging, const SaveCheckpoint& checkpoint)
         : files_(files), staging_(std::move(staging)), checkpoint_(checkpoint) {}
 
-    Result<void, DocumentError> writeShow(const std::string& json) {
+    Result<void, DocumentError> create() {
         if (auto made = files_.makeDirectory(staging_); !made) return ioFailure(made.error());
         step("staging folder created");
+        return {};
+    }
+
+    // Written last: on a journalling file system its flush commits the folders and links
+    // made before it, so the folder flushes that follow find nothing left to write.
+    Result<void, DocumentError> writeShow(const std::string& json) {
         if (auto written = files_.writeNewFile(staging_ / "show.json", json); !written) {
             return ioFailure(written.error());
         }
@@ -285,9 +291,10 @@ Result<SaveReport, DocumentError> savePackage(const PackageContents& contents,
     const fs::path staging = parent / siblingName(target.filename().string(), kStagingMarker);
     StagingBuilder builder(files, staging, checkpoint);
     auto build = [&]() -> Result<void, DocumentError> {
-        if (auto written = builder.writeShow(contents.showJson); !written) return written;
+        if (auto created = builder.create(); !created) return created;
         if (auto filled = builder.fill("Media", *media, report); !filled) return filled;
         if (auto filled = builder.fill("Waveforms", *peaks, report); !filled) return filled;
+        if (auto written = builder.writeShow(contents.showJson); !written) return written;
         if (auto checked = builder.verify("Media", *media); !checked) return checked;
         if (auto checked = builder.verify("Waveforms", *peaks); !checked) return checked;
         return builder.syncFolders();
@@ -303,11 +310,10 @@ Result<SaveReport, DocumentError> savePackage(const PackageContents& contents,
         return fail(replaced.error());
     }
     if (checkpoint) checkpoint("package swapped in");
-    // The save has happened; failing to flush now cannot undo it, so it is only logged.
-    for (const fs::path& folder : {parent, target}) {
-        if (auto synced = files.syncDirectory(folder); !synced) {
-            Logger("ShowDocument").error("Flushing after save: %s", synced.error().message.c_str());
-        }
+    // The save has happened; failing to flush now cannot undo it, so it is only logged. The
+    // new folder itself was flushed before the swap, which changed only the parent.
+    if (auto synced = files.syncDirectory(parent); !synced) {
+        Logger("ShowDocument").error("Flushing after save: %s", synced.error().message.c_str());
     }
     if (!replaced->empty()) {
         if (auto kept = keepReplacedPackageAsVersion(target, *replaced); kept) {
