@@ -2,6 +2,7 @@
 // system, and of the JSON codec.
 // BRELLOW_BENCH_MEDIA_MB sets the media size (default 1024 MiB).
 #include <benchmark/benchmark.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -190,6 +191,26 @@ void CopyPackageWithCp(benchmark::State& state) {
     }
 }
 BENCHMARK(CopyPackageWithCp)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(3);
+
+// A hand-made or generated show of 100,000 stings on one page, without media: how long the
+// open takes, and the peak memory of the process against the size of show.json.
+void Open100000Stings(benchmark::State& state) {
+    const fs::path root = fs::temp_directory_path() / "brellow-bench-100k";
+    const fs::path package = root / "Many.stingshow";
+    fs::create_directories(package / "Media");
+    const std::string json = encodeShow(showWithStings(100'000), JsonStyle::file).value();
+    std::ofstream(package / "show.json") << json;
+    for (auto _ : state) {
+        ShowDocument document(root / "scratch");
+        if (!document.read(package)) state.SkipWithError("open failed");
+    }
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    state.counters["show_json_MB"] = static_cast<double>(json.size()) / 1e6;
+    state.counters["peak_rss_MB"] = static_cast<double>(usage.ru_maxrss) / 1e3;
+    fs::remove_all(root);
+}
+BENCHMARK(Open100000Stings)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(3);
 
 void EncodeShow1000Stings(benchmark::State& state) {
     const Show show = showWithStings(1000);
