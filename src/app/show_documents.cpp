@@ -111,14 +111,14 @@ void ShowDocumentController::offerRecoveredShows() {
     }
     if (packages.empty()) return;
     std::sort(packages.begin(), packages.end());
-    GtkWidget* dialog =
-        gtk_message_dialog_new(nullptr, GTK_DIALOG_MODAL, GTK_MESSAGE_QUESTION, GTK_BUTTONS_NONE,
-                               packages.size() == 1 ? "Reopen the show that was never saved?"
-                                                    : "Reopen the %zu shows that were never saved?",
-                               packages.size());
+    GtkWidget* dialog = gtk_message_dialog_new(
+        nullptr, GTK_DIALOG_MODAL, GTK_MESSAGE_QUESTION, GTK_BUTTONS_NONE,
+        packages.size() == 1 ? "Reopen the show kept when Brellow last ended?"
+                             : "Reopen the %zu shows kept when Brellow last ended?",
+        packages.size());
     gtk_message_dialog_format_secondary_text(
         GTK_MESSAGE_DIALOG(dialog),
-        "Brellow kept them when it last ended. Reopen them to save them, or discard them.");
+        "They had not been saved where they belong. Reopen them to save them, or discard them.");
     gtk_dialog_add_buttons(GTK_DIALOG(dialog), "Discard", GTK_RESPONSE_REJECT, "Reopen",
                            GTK_RESPONSE_ACCEPT, nullptr);
     gtk_dialog_set_default_response(GTK_DIALOG(dialog), GTK_RESPONSE_ACCEPT);

@@ -27,8 +27,8 @@ Result<void, IoError> copyIntoPlace(const PendingCopy& copy, const fs::path& hol
 
 }  // namespace
 
-MediaCopier::MediaCopier(std::vector<PendingCopy> copies, fs::path holdingFolder, Arrived arrived,
-                         GMainContext* context)
+MediaCopier::MediaCopier(std::vector<PendingCopy> copies, const fs::path& holdingFolder,
+                         Arrived arrived, GMainContext* context)
     : shared_(std::make_shared<Shared>()) {
     shared_->arrived = std::move(arrived);
     CopyProgress total;

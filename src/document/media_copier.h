@@ -40,7 +40,7 @@ class MediaCopier {
 
     /// Starts copying at once. `holdingFolder` takes the partial copies; it must be on the
     /// targets' file system.
-    MediaCopier(std::vector<PendingCopy> copies, std::filesystem::path holdingFolder,
+    MediaCopier(std::vector<PendingCopy> copies, const std::filesystem::path& holdingFolder,
                 Arrived arrived, GMainContext* context = nullptr);
     /// Stops after the file being copied; nothing more is reported.
     ~MediaCopier();

@@ -221,4 +221,52 @@ wait_log "index.html not found in Resources/Web" || fail "the missing page was n
 sleep 0.5
 kill -0 "$app_pid" 2>/dev/null || fail "the program ended without its pages"
 pass "missing pages leave a blank window and a log line"
+
+# --- a show whose folder can no longer be written: the window says so, and the session's end
+# keeps a recovery copy that the next start offers back
+kill -TERM "$app_pid"
+wait "$app_pid" || fail "the program did not end cleanly"
+app_pid=""
+mkdir -p "$work/stick"
+if mount -t tmpfs -o size=16m tmpfs "$work/stick" 2>/dev/null; then
+  "$cli" resave "$work/Gala.stingshow" "$work/stick/Tour.stingshow" || fail "could not copy the show"
+  start_app "$work/stick/Tour.stingshow"
+  tour=$(window "Tour — Brellow") || fail "the show on the stick did not open"
+  wait_log "JS bridge ready" || fail "the page never said ready"
+  mount -o remount,ro "$work/stick"
+  xdotool windowfocus --sync "$tour"
+  xdotool key ctrl+s
+  error_dialog=$(window "^$" || true)
+  wait_log "Read-only file system" || fail "the failed save was not reported"
+  xdotool key Return # dismisses the error
+  window "Tour — not saved — Brellow" >/dev/null && fail "an explicit Save is not an autosave"
+  drag_onto "$tour" "$work/Knock.wav" # an edit that autosave cannot save
+  window "Tour — not saved — Brellow" >/dev/null || fail "the window does not say the show is not saved"
+  shot desktop-not-saved
+  kill -TERM "$app_pid"
+  wait "$app_pid" || fail "the program did not end cleanly"
+  app_pid=""
+  origin=$(ls "$XDG_DATA_HOME"/org.brellow.Brellow/Recovery/*.stingshow.origin 2>/dev/null | head -1)
+  [ -n "$origin" ] || fail "no recovery copy was kept for the titled show"
+  [ "$(cat "$origin")" = "$work/stick/Tour.stingshow" ] || fail "the recovery note says $(cat "$origin")"
+  "$cli" show "${origin%.origin}" | grep -c '"name": "Knock"' | grep -q 2 ||
+    fail "the recovery copy lacks the unsaved edit"
+  umount "$work/stick"
+  start_app
+  # The only window the program shows before the offer is answered.
+  offer=""
+  for _ in $(seq 100); do
+    offer=$(xdotool search --onlyvisible --pid "$app_pid" 2>/dev/null | tail -1 || true)
+    [ -n "$offer" ] && break
+    sleep 0.1
+  done
+  [ -n "$offer" ] || fail "the next start offered nothing"
+  sleep 1
+  shot desktop-recovery-offer
+  click_in "$offer" 750 860 # Reopen, at the bottom right
+  window "Tour .recovered. — Brellow" >/dev/null || fail "the recovery copy was not reopened"
+  pass "an unsaveable show says so, and the session's end keeps it for the next start"
+else
+  echo "skip - cannot mount a tmpfs here (needs root)"
+fi
 echo "desktop tests passed"
