@@ -98,6 +98,23 @@ TEST_F(Versions, RevertToSavedDropsUnsavedEditsAndTheirFiles) {
     EXPECT_FALSE(fs::exists(document.mediaPath(added)));
 }
 
+TEST_F(Versions, APackageReplacedByASaveThatCrashedBeforeKeepingItBecomesAVersion) {
+    saveAs("Version 1");
+    saveAs("Version 2");
+    // As a crash right after the swap leaves it: the replaced package, with the versions, at
+    // the staging name beside the new one, which has none yet.
+    const fs::path leftover = dir / (".Show.stingshow.saving-" + Uuid::generate().toString());
+    fs::create_directories(leftover);
+    fs::copy(package, leftover, fs::copy_options::recursive);
+    fs::remove_all(package / kVersionsFolder);
+
+    recoverInterruptedSave(package);
+    EXPECT_FALSE(fs::exists(leftover));
+    auto versions = listVersions(package);
+    ASSERT_TRUE(versions);
+    EXPECT_EQ(versions->size(), 3u);  // the two kept before, and the replaced package
+}
+
 TEST_F(Versions, OnlyTheNewestAreKept) {
     for (std::size_t i = 1; i <= kKeptVersions + 3; ++i)
         saveAs("Version " + std::to_string(i));
