@@ -52,9 +52,11 @@ OpenShow& ShowDocumentController::adopt(std::unique_ptr<OpenShow> show) {
     OpenShow* held = show.get();
     show->autosaver->onChange = [this, held] {
         if (!held->autosaver->lastFailure()) held->shownSaveFailure.clear();
+        tellAboutLostWorkingFiles(*held);
         refreshTitle(*held);
     };
     show->autosaver->onSaveFailed = [this, held](const DocumentError& error) {
+        tellAboutLostWorkingFiles(*held);
         reportSaveFailure(*held, error);
     };
     show->window = std::make_unique<ShowWindow>(context_, *this, show->document, show->engine);
@@ -208,6 +210,14 @@ void ShowDocumentController::reportSaveFailure(OpenShow& show, const DocumentErr
         bridge->sendEvent({{"type", "toast"},
                            {"message", "The show can't be saved: " + error.message +
                                            ". Brellow keeps trying; Save As… puts it elsewhere."}});
+    }
+}
+
+void ShowDocumentController::tellAboutLostWorkingFiles(OpenShow& show) {
+    const std::string notice = show.document->takeWorkingFolderNotice();
+    if (notice.empty() || !show.window) return;
+    if (auto bridge = show.window->bridge()) {
+        bridge->sendEvent({{"type", "toast"}, {"message", notice}});
     }
 }
 

@@ -87,6 +87,7 @@ class ShowDocumentController final : public ShowWindowDelegate {
     /// `afterSavingElsewhere` itself once it succeeded, and false is returned.
     bool saveOrAsk(OpenShow& show, const std::function<void()>& afterSavingElsewhere);
     void reportSaveFailure(OpenShow& show, const DocumentError& error);
+    void tellAboutLostWorkingFiles(OpenShow& show);
     /// After the show was replaced in memory: the engine and the page follow.
     void showReplaced(OpenShow& show, const std::vector<Uuid>& stingsBefore);
     std::string displayName(const OpenShow& show) const;

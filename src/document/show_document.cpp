@@ -1,6 +1,7 @@
 #include "document/show_document.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "base/files.h"
 #include "base/user_dirs.h"
@@ -140,7 +141,16 @@ void ShowDocument::restoreMissingWorkingFiles() {
     if (restored > 0 || lostMedia > 0) {
         log_.error("Working folder lost %ld file(s); restored %ld from the saved package",
                    static_cast<long>(missing.size()), static_cast<long>(restored));
+        workingFolderNotice_ =
+            "Files of this show were removed from its working folder (by a "
+            "cleaner of temporary files?); " +
+            std::to_string(restored) + " of " + std::to_string(missing.size()) +
+            " were brought back from the saved show.";
     }
+}
+
+std::string ShowDocument::takeWorkingFolderNotice() {
+    return std::exchange(workingFolderNotice_, std::string());
 }
 
 Result<void, DocumentError> ShowDocument::save(const fs::path& destination,

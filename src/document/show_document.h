@@ -65,6 +65,10 @@ class ShowDocument {
     /// The package last read or saved, if any.
     const std::optional<std::filesystem::path>& package() const { return package_; }
 
+    /// What the user should be told after a save found files gone from the working folder
+    /// (see restoreMissingWorkingFiles); empty when nothing was. Cleared by reading it.
+    std::string takeWorkingFolderNotice();
+
     /// What the last successful save did with the files.
     const SaveReport& lastSaveReport() const { return lastSaveReport_; }
     /// The file operations saves use; tests pass one that fails on purpose.
@@ -130,6 +134,7 @@ class ShowDocument {
     std::set<std::string> missingAtOpen_;           // named files the package lacked
     FileLayer* files_ = &systemFileLayer();
     SaveReport lastSaveReport_;
+    std::string workingFolderNotice_;
     bool copyInBackground_ = false;
     std::function<void(const CopyProgress&)> copyProgress_;
     std::set<std::string> pendingCopies_;

@@ -205,6 +205,9 @@ TEST_F(SaveTransaction, ARemovedWorkingFolderIsRefilledFromThePackageOrTheSaveRe
         ASSERT_TRUE(document.save(package));
         EXPECT_TRUE(log.has(LogLevel::error, "ShowDocument",
                             "Working folder lost 6 file(s); restored 6 from the saved package"));
+        EXPECT_NE(document.takeWorkingFolderNotice().find("6 of 6 were brought back"),
+                  std::string::npos);
+        EXPECT_EQ(document.takeWorkingFolderNotice(), "");
         for (const Sting& sting : allStings(document.show()))
             EXPECT_EQ(test::readFile(package / "Media" / sting.mediaFilename),
                       test::mediaBytesFor(sting));
