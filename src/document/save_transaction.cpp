@@ -318,11 +318,12 @@ Result<SaveReport, DocumentError> savePackage(const PackageContents& contents,
     if (!replaced->empty()) {
         if (auto kept = keepReplacedPackageAsVersion(target, *replaced); kept) {
             report.versionKept = true;
+            removeTreeQuietly(*replaced);  // only what was not moved into Versions
         } else {
+            // Left beside the package under its hidden name: the next save tries again.
             Logger("ShowDocument")
                 .error("Keeping the previous version failed: %s", kept.error().message.c_str());
         }
-        removeTreeQuietly(*replaced);
     }
     if (checkpoint) checkpoint("old package removed");
     return report;
