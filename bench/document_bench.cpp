@@ -81,7 +81,10 @@ struct BigPackage {
         }
         ::sync();
     }
-    ~BigPackage() { fs::remove_all(root); }
+    ~BigPackage() {
+        fs::remove_all(root);
+        fs::remove_all(scratch);
+    }
     BigPackage(const BigPackage&) = delete;
     BigPackage& operator=(const BigPackage&) = delete;
 };
