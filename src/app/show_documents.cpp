@@ -82,11 +82,15 @@ Result<OpenShow*, std::string> ShowDocumentController::openPackage(
     loadStingsOnOpen(*show->document, show->engine.engine);
     // From another file system the media are copied while the window is already up; the
     // title counts them in.
-    OpenShow* opening = show.get();
+    // The show is looked up on each report: it may have been closed meanwhile.
+    const ShowDocument* opening = show->document.get();
     show->document->copyMediaInBackground([this, opening](const CopyProgress& progress) {
-        opening->copying = progress;
-        if (progress.finished()) opening->copying.reset();
-        refreshTitle(*opening);
+        for (auto& open : shows_) {
+            if (open->document.get() != opening) continue;
+            open->copying = progress;
+            if (progress.finished()) open->copying.reset();
+            refreshTitle(*open);
+        }
     });
     if (auto read = show->document->read(wanted); !read) return fail(read.error().message);
     show->file = wanted;
