@@ -208,12 +208,18 @@ bool ShowDocumentController::saveTo(OpenShow& show, const std::filesystem::path&
 
 void ShowDocumentController::reportSaveFailure(OpenShow& show, const DocumentError& error) {
     refreshTitle(show);
-    if (show.shownSaveFailure == error.message || !show.window) return;
-    show.shownSaveFailure = error.message;
+    // The system's reason, without the hidden staging path that differs on every try.
+    const std::string reason = error.kind == DocumentError::Kind::io
+                                   ? std::string(g_strerror(static_cast<int>(error.code)))
+                                   : error.message;
+    if (show.shownSaveFailure == reason || !show.window) return;
+    show.shownSaveFailure = reason;
+    const auto folder = (show.file ? *show.file : show.recoveryPackage).parent_path();
     if (auto bridge = show.window->bridge()) {
-        bridge->sendEvent({{"type", "toast"},
-                           {"message", "The show can't be saved: " + error.message +
-                                           ". Brellow keeps trying; Save As… puts it elsewhere."}});
+        bridge->sendEvent(
+            {{"type", "toast"},
+             {"message", "“" + displayName(show) + "” can't be saved in " + folder.string() + ": " +
+                             reason + ". Brellow keeps trying; Save As… puts it elsewhere."}});
     }
 }
 

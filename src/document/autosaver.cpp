@@ -43,7 +43,9 @@ bool Autosaver::save(std::int64_t nowUs) {
     std::error_code ignored;  // a missing parent folder is reported by the save itself
     std::filesystem::create_directories(destination_.parent_path(), ignored);
     if (auto saved = document_->save(destination_); !saved) {
-        if (!lastFailure_ || lastFailure_->message != saved.error().message) {
+        // Logged once per reason: the message names a staging folder new on every try.
+        if (!lastFailure_ || lastFailure_->kind != saved.error().kind ||
+            lastFailure_->code != saved.error().code) {
             log_.error("Saving %s failed: %s", destination_.c_str(), saved.error().message.c_str());
         }
         lastFailure_ = saved.error();
