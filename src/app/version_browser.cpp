@@ -35,6 +35,7 @@ std::optional<std::string> chooseVersion(GtkWindow* parent, const std::string& s
     for (const PackageVersion& version : versions) {
         GtkWidget* row = gtk_label_new(describeVersion(version).c_str());
         gtk_widget_set_halign(row, GTK_ALIGN_START);
+        g_object_set(row, "margin", 6, nullptr);
         gtk_list_box_insert(GTK_LIST_BOX(list), row, -1);
     }
     if (!versions.empty()) {
