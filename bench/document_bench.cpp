@@ -1,6 +1,8 @@
-// Cost of saving and opening a show whose media are large, and of the JSON codec.
+// Cost of saving and opening a show whose media are large, on the same and on another file
+// system, and of the JSON codec.
 // BRELLOW_BENCH_MEDIA_MB sets the media size (default 1024 MiB).
 #include <benchmark/benchmark.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -9,6 +11,7 @@
 #include <fstream>
 #include <memory>
 #include <random>
+#include <thread>
 
 #include "base/log.h"
 #include "document/show_document.h"
@@ -45,18 +48,20 @@ Show showWithStings(int count) {
     return show;
 }
 
-// A package with 64 stings whose media add up to the configured size, made once.
+// A package with 64 stings whose media add up to the configured size, made once per place:
+// below the temporary folder (the disk, where the working folders are too) or below /dev/shm
+// (a tmpfs: another file system, as a USB stick or a network share would be).
 struct BigPackage {
     fs::path root;
     fs::path package;
     fs::path scratch;
 
-    BigPackage() {
+    explicit BigPackage(const fs::path& base) {
         logging::setSinks({});
-        std::string pattern = (fs::temp_directory_path() / "brellow-bench-XXXXXX").string();
+        std::string pattern = (base / "brellow-bench-XXXXXX").string();
         root = mkdtemp(pattern.data());
         package = root / "Big.stingshow";
-        scratch = root / "scratch";
+        scratch = fs::temp_directory_path() / "brellow-bench-scratch";
         const Show show = showWithStings(64);
         fs::create_directories(package / "Media");
         fs::create_directories(package / "Waveforms");
@@ -76,27 +81,91 @@ struct BigPackage {
         }
         ::sync();
     }
-    ~BigPackage() { fs::remove_all(root); }
+    ~BigPackage() {
+        fs::remove_all(root);
+        fs::remove_all(scratch);
+    }
+    BigPackage(const BigPackage&) = delete;
+    BigPackage& operator=(const BigPackage&) = delete;
 };
 
 BigPackage& bigPackage() {
-    static BigPackage package;
+    static BigPackage package(fs::temp_directory_path());
     return package;
 }
 
-void SaveAfterSmallEdit(benchmark::State& state) {
-    BigPackage& big = bigPackage();
+BigPackage& bigPackageElsewhere() {
+    static BigPackage package("/dev/shm");
+    return package;
+}
+
+// Saves in place after one rename, as autosave does; each save keeps the replaced package as
+// a version and, past 20 versions, removes the oldest.
+void saveAfterSmallEdit(benchmark::State& state, BigPackage& big) {
     ShowDocument document(big.scratch);
     if (!document.read(big.package)) state.SkipWithError("open failed");
     const Uuid first = document.show().pages[0].stings[0].id;
     int n = 0;
+    std::size_t copied = 0;
     for (auto _ : state) {
         document.rename(first, "Renamed " + std::to_string(++n));
         if (!document.save(big.package)) state.SkipWithError("save failed");
+        copied += document.lastSaveReport().copied;
+        if (!document.lastSaveReport().versionKept) state.SkipWithError("no version kept");
     }
     state.counters["media_MiB"] = static_cast<double>(mediaMegabytes());
+    state.counters["files_copied"] = static_cast<double>(copied);
+}
+
+void SaveAfterSmallEdit(benchmark::State& state) {
+    saveAfterSmallEdit(state, bigPackage());
 }
 BENCHMARK(SaveAfterSmallEdit)->Unit(benchmark::kMillisecond)->UseRealTime()->MinTime(2);
+
+void SaveAfterSmallEditOtherFileSystem(benchmark::State& state) {
+    saveAfterSmallEdit(state, bigPackageElsewhere());
+}
+BENCHMARK(SaveAfterSmallEditOtherFileSystem)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime()
+    ->MinTime(2);
+
+// Opening from another file system as the desktop does: the main loop runs while the media
+// are copied in. Reports the longest the main loop was kept from running (the read itself
+// included) and the time until every media file was in the working folder.
+void OpenFromOtherFileSystem(benchmark::State& state) {
+    BigPackage& big = bigPackageElsewhere();
+    double longestStallMs = 0;
+    double allArrivedMs = 0;
+    for (auto _ : state) {
+        auto document = std::make_unique<ShowDocument>(big.scratch);
+        bool done = false;
+        document->copyMediaInBackground(
+            [&done](const CopyProgress& progress) { done = progress.finished(); });
+        const auto start = std::chrono::steady_clock::now();
+        if (!document->read(big.package)) state.SkipWithError("open failed");
+        auto last = std::chrono::steady_clock::now();
+        double longest = std::chrono::duration<double, std::milli>(last - start).count();
+        while (!done) {
+            g_main_context_iteration(nullptr, FALSE);
+            const auto now = std::chrono::steady_clock::now();
+            longest =
+                std::max(longest, std::chrono::duration<double, std::milli>(now - last).count());
+            last = now;
+            if (!done) std::this_thread::sleep_for(std::chrono::microseconds(200));
+        }
+        longestStallMs = std::max(longestStallMs, longest);
+        allArrivedMs = std::chrono::duration<double, std::milli>(last - start).count();
+        state.PauseTiming();
+        document.reset();
+        ::sync();
+        state.ResumeTiming();
+    }
+    state.counters["longest_stall_ms"] = longestStallMs;
+    state.counters["all_media_in_ms"] = allArrivedMs;
+    state.counters["media_MiB"] = static_cast<double>(mediaMegabytes());
+}
+BENCHMARK(OpenFromOtherFileSystem)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(3);
 
 void OpenShowFillingWorkingFolder(benchmark::State& state) {
     BigPackage& big = bigPackage();
@@ -125,6 +194,26 @@ void CopyPackageWithCp(benchmark::State& state) {
     }
 }
 BENCHMARK(CopyPackageWithCp)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(3);
+
+// A hand-made or generated show of 100,000 stings on one page, without media: how long the
+// open takes, and the peak memory of the process against the size of show.json.
+void Open100000Stings(benchmark::State& state) {
+    const fs::path root = fs::temp_directory_path() / "brellow-bench-100k";
+    const fs::path package = root / "Many.stingshow";
+    fs::create_directories(package / "Media");
+    const std::string json = encodeShow(showWithStings(100'000), JsonStyle::file).value();
+    std::ofstream(package / "show.json") << json;
+    for (auto _ : state) {
+        ShowDocument document(root / "scratch");
+        if (!document.read(package)) state.SkipWithError("open failed");
+    }
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    state.counters["show_json_MB"] = static_cast<double>(json.size()) / 1e6;
+    state.counters["peak_rss_MB"] = static_cast<double>(usage.ru_maxrss) / 1e3;
+    fs::remove_all(root);
+}
+BENCHMARK(Open100000Stings)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(3);
 
 void EncodeShow1000Stings(benchmark::State& state) {
     const Show show = showWithStings(1000);

@@ -100,11 +100,13 @@ void AppDelegate::startup() {
     installActions();
     // The application stays when its last window closes; Quit ends it.
     g_application_hold(G_APPLICATION(application_));
-    for (int signal : {SIGINT, SIGTERM}) {
+    // The session ending (or Ctrl+C in a terminal) asks nothing: what cannot be saved where
+    // it belongs is kept as a recovery copy.
+    for (int signal : {SIGINT, SIGTERM, SIGHUP}) {
         g_unix_signal_add(
             signal,
             [](gpointer self) {
-                static_cast<AppDelegate*>(self)->quit();
+                static_cast<AppDelegate*>(self)->endOfSession();
                 return G_SOURCE_REMOVE;
             },
             this);
@@ -127,6 +129,15 @@ void AppDelegate::installActions() {
                      gtk_application_get_active_window(self.application_));
          }},
         {"stop-all", [](AppDelegate& self) { self.stopAll(); }},
+        {"revert",
+         [](AppDelegate& self) {
+             if (OpenShow* show = self.documents_->current()) self.documents_->revertToSaved(*show);
+         }},
+        {"browse-versions",
+         [](AppDelegate& self) {
+             if (OpenShow* show = self.documents_->current())
+                 self.documents_->browseVersions(*show);
+         }},
         {"licence", [](AppDelegate& self) { self.showLicenceAgreement(); }},
     };
     addActions<AppDelegate>(G_ACTION_MAP(application_), kEntries, *this);
@@ -235,8 +246,18 @@ void AppDelegate::newUntitled() {
 void AppDelegate::quit() {
     // At the gate, quitting answers the gate; finishLaunching then quits for real.
     if (gate_ != nullptr) return gate_->dismiss();
+    if (documents_ && !documents_->saveAllForQuit()) return;  // the user cancelled
+    shutDown();
+}
+
+void AppDelegate::endOfSession() {
+    if (gate_ != nullptr) return gate_->dismiss();
+    if (documents_) documents_->keepEverythingForSessionEnd();
+    shutDown();
+}
+
+void AppDelegate::shutDown() {
     home_.reset();  // windows closing from here on are the quit, not a reason for a home
-    if (documents_) documents_->saveAllForQuit();
     documents_.reset();
     eulaViewer_.reset();
     preferences_.reset();

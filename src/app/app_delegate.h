@@ -39,8 +39,12 @@ class AppDelegate {
     void finishLaunching(const std::vector<std::filesystem::path>& files);
     void openFiles(const std::vector<std::filesystem::path>& files);
     void installActions();
+    /// Quit from the menu: asks about shows that cannot be saved, and may be cancelled.
     void quit();
     void newUntitled();
+    /// SIGTERM, SIGHUP, SIGINT: saves or keeps recovery copies without asking.
+    void endOfSession();
+    void shutDown();
     void stopAll();
     void showPreferences();
     void showLicenceAgreement();

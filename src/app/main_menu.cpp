@@ -40,6 +40,9 @@ GMenuModel* buildMainMenu() {
     append(saving, "Close", "win.close");
     append(saving, "Save", "win.save");
     append(saving, "Save As…", "win.save-as");
+    GMenu* reverting = section(file);
+    append(reverting, "Revert to Saved", "app.revert");
+    append(reverting, "Browse Versions…", "app.browse-versions");
     submenu(bar, "File", file);
 
     GMenu* edit = g_menu_new();

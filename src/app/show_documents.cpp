@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "app/save_dialogs.h"
+
 #include "base/files.h"
 #include "base/main_context.h"
 #include "base/text.h"
@@ -14,6 +16,12 @@ namespace brellow::app {
 namespace {
 
 constexpr const char* kPackageExtension = ".stingshow";
+// Beside a recovery copy of a titled show: the path of the show it was copied from.
+constexpr const char* kOriginSuffix = ".origin";
+
+std::filesystem::path originNoteOf(const std::filesystem::path& recoveryPackage) {
+    return recoveryPackage.string() + kOriginSuffix;
+}
 
 std::filesystem::path normalised(const std::filesystem::path& path) {
     std::error_code error;
@@ -42,7 +50,15 @@ OpenShow& ShowDocumentController::adopt(std::unique_ptr<OpenShow> show) {
     show->autosaver = std::make_unique<Autosaver>(show->document,
                                                   show->file ? *show->file : show->recoveryPackage);
     OpenShow* held = show.get();
-    show->autosaver->onChange = [this, held] { refreshTitle(*held); };
+    show->autosaver->onChange = [this, held] {
+        if (!held->autosaver->lastFailure()) held->shownSaveFailure.clear();
+        tellAboutLostWorkingFiles(*held);
+        refreshTitle(*held);
+    };
+    show->autosaver->onSaveFailed = [this, held](const DocumentError& error) {
+        tellAboutLostWorkingFiles(*held);
+        reportSaveFailure(*held, error);
+    };
     show->window = std::make_unique<ShowWindow>(context_, *this, show->document, show->engine);
     shows_.push_back(std::move(show));
     OpenShow& adopted = *shows_.back();
@@ -64,6 +80,18 @@ Result<OpenShow*, std::string> ShowDocumentController::openPackage(
     show->document = std::make_shared<ShowDocument>();
     show->engine = audio::makeLiveEngine();
     loadStingsOnOpen(*show->document, show->engine.engine);
+    // From another file system the media are copied while the window is already up; the
+    // title counts them in.
+    // The show is looked up on each report: it may have been closed meanwhile.
+    const ShowDocument* opening = show->document.get();
+    show->document->copyMediaInBackground([this, opening](const CopyProgress& progress) {
+        for (auto& open : shows_) {
+            if (open->document.get() != opening) continue;
+            open->copying = progress;
+            if (progress.finished()) open->copying.reset();
+            refreshTitle(*open);
+        }
+    });
     if (auto read = show->document->read(wanted); !read) return fail(read.error().message);
     show->file = wanted;
     return &adopt(std::move(show));
@@ -86,22 +114,24 @@ void ShowDocumentController::offerRecoveredShows() {
     }
     if (packages.empty()) return;
     std::sort(packages.begin(), packages.end());
-    GtkWidget* dialog =
-        gtk_message_dialog_new(nullptr, GTK_DIALOG_MODAL, GTK_MESSAGE_QUESTION, GTK_BUTTONS_NONE,
-                               packages.size() == 1 ? "Reopen the show that was never saved?"
-                                                    : "Reopen the %zu shows that were never saved?",
-                               packages.size());
+    GtkWidget* dialog = gtk_message_dialog_new(
+        nullptr, GTK_DIALOG_MODAL, GTK_MESSAGE_QUESTION, GTK_BUTTONS_NONE,
+        packages.size() == 1 ? "Reopen the show kept when Brellow last ended?"
+                             : "Reopen the %zu shows kept when Brellow last ended?",
+        packages.size());
     gtk_message_dialog_format_secondary_text(
         GTK_MESSAGE_DIALOG(dialog),
-        "Brellow kept them when it last ended. Reopen them to save them, or discard them.");
+        "They had not been saved where they belong. Reopen them to save them, or discard them.");
     gtk_dialog_add_buttons(GTK_DIALOG(dialog), "Discard", GTK_RESPONSE_REJECT, "Reopen",
                            GTK_RESPONSE_ACCEPT, nullptr);
     gtk_dialog_set_default_response(GTK_DIALOG(dialog), GTK_RESPONSE_ACCEPT);
     const bool reopen = gtk_dialog_run(GTK_DIALOG(dialog)) == GTK_RESPONSE_ACCEPT;
     gtk_widget_destroy(dialog);
     for (const auto& package : packages) {
+        const auto origin = readRegularFile(originNoteOf(package), 4096);
         if (!reopen) {
             removeTreeQuietly(package);
+            std::filesystem::remove(originNoteOf(package), error);
             continue;
         }
         auto show = std::make_unique<OpenShow>();
@@ -114,6 +144,7 @@ void ShowDocumentController::offerRecoveredShows() {
         }
         show->recoveryPackage = package;
         show->recovered = true;
+        if (origin) show->recoveredFrom = std::filesystem::path(*origin);
         adopt(std::move(show));
     }
 }
@@ -153,33 +184,99 @@ OpenShow* ShowDocumentController::find(const ShowWindow& window) {
     return nullptr;
 }
 
-bool ShowDocumentController::saveTo(OpenShow& show, const std::filesystem::path& destination) {
+Result<void, DocumentError> ShowDocumentController::saveQuietly(
+    OpenShow& show, const std::filesystem::path& destination) {
     std::error_code ignored;  // a missing parent folder is reported by the save itself
     std::filesystem::create_directories(destination.parent_path(), ignored);
-    if (auto saved = show.document->save(destination); !saved) {
+    auto saved = show.document->save(destination);
+    if (!saved) {
         log_.error("Saving %s failed: %s", destination.c_str(), saved.error().message.c_str());
+    }
+    return saved;
+}
+
+bool ShowDocumentController::saveTo(OpenShow& show, const std::filesystem::path& destination) {
+    if (auto saved = saveQuietly(show, destination); !saved) {
         showError(show.window ? show.window->window() : nullptr, "The show could not be saved.",
                   saved.error().message);
         return false;
     }
+    show.shownSaveFailure.clear();
     refreshTitle(show);
     return true;
+}
+
+void ShowDocumentController::reportSaveFailure(OpenShow& show, const DocumentError& error) {
+    refreshTitle(show);
+    // The system's reason, without the hidden staging path that differs on every try.
+    const std::string reason = error.kind == DocumentError::Kind::io
+                                   ? std::string(g_strerror(static_cast<int>(error.code)))
+                                   : error.message;
+    if (show.shownSaveFailure == reason || !show.window) return;
+    show.shownSaveFailure = reason;
+    const auto folder = (show.file ? *show.file : show.recoveryPackage).parent_path();
+    if (auto bridge = show.window->bridge()) {
+        bridge->sendEvent(
+            {{"type", "toast"},
+             {"message", "“" + displayName(show) + "” can't be saved in " + folder.string() + ": " +
+                             reason + ". Brellow keeps trying; Save As… puts it elsewhere."}});
+    }
+}
+
+void ShowDocumentController::tellAboutLostWorkingFiles(OpenShow& show) {
+    const std::string notice = show.document->takeWorkingFolderNotice();
+    if (notice.empty() || !show.window) return;
+    if (auto bridge = show.window->bridge()) {
+        bridge->sendEvent({{"type", "toast"}, {"message", notice}});
+    }
+}
+
+bool ShowDocumentController::saveOrAsk(OpenShow& show,
+                                       const std::function<void()>& afterSavingElsewhere) {
+    const std::filesystem::path destination = show.file ? *show.file : show.recoveryPackage;
+    auto saved = saveQuietly(show, destination);
+    if (saved) return true;
+    GtkWindow* parent = show.window ? show.window->window() : nullptr;
+    switch (askWhatToDoWithUnsaveableShow(parent, displayName(show), saved.error().message)) {
+        case UnsaveableChoice::saveElsewhere:
+            saveAs(show, afterSavingElsewhere);
+            return false;  // the save runs its own course; the caller stops here
+        case UnsaveableChoice::discard:
+            return true;
+        case UnsaveableChoice::cancel:
+            break;
+    }
+    return false;
 }
 
 void ShowDocumentController::saveAs(OpenShow& show, const std::function<void()>& afterSaving) {
     GtkFileChooserNative* chooser = gtk_file_chooser_native_new(
         "Save Show", show.window->window(), GTK_FILE_CHOOSER_ACTION_SAVE, "_Save", "_Cancel");
-    const std::string name = show.file ? packageDisplayName(*show.file) : "Untitled";
+    const std::string name = displayName(show);
     gtk_file_chooser_set_current_name(GTK_FILE_CHOOSER(chooser),
                                       (name + kPackageExtension).c_str());
+    gtk_file_chooser_set_do_overwrite_confirmation(GTK_FILE_CHOOSER(chooser), TRUE);
     const bool accepted = gtk_native_dialog_run(GTK_NATIVE_DIALOG(chooser)) == GTK_RESPONSE_ACCEPT;
     gchar* chosen = accepted ? gtk_file_chooser_get_filename(GTK_FILE_CHOOSER(chooser)) : nullptr;
     g_object_unref(chooser);
     if (chosen == nullptr) return;
     const auto destination = withPackageExtension(chosen);
     g_free(chosen);
+    // The chooser asks only when the exact name it was given exists; the extension may have
+    // been added here. The replaced show stays whole until the new one is in place.
+    std::error_code error;
+    const bool replacing = std::filesystem::exists(destination, error) &&
+                           !(show.file && normalised(*show.file) == normalised(destination));
+    if (replacing &&
+        !confirmReplacingShow(show.window->window(), packageDisplayName(destination))) {
+        return;
+    }
     if (!saveTo(show, destination)) return;
-    if (!show.file) removeTreeQuietly(show.recoveryPackage);
+    if (!show.file) {
+        removeTreeQuietly(show.recoveryPackage);
+        std::filesystem::remove(originNoteOf(show.recoveryPackage), error);
+    }
+    show.recoveredFrom.reset();
     show.file = normalised(destination);
     show.autosaver->setDestination(*show.file);
     show.recovered = false;
@@ -209,7 +306,9 @@ void ShowDocumentController::windowWantsClose(ShowWindow& window) {
     OpenShow* show = find(window);
     if (show == nullptr) return;
     if (show->file) {
-        if (show->document->isEdited() && !saveTo(*show, *show->file)) return;
+        if (show->document->isEdited() && !saveOrAsk(*show, [this, show] { close(*show); })) {
+            return;
+        }
         close(*show);
         return;
     }
@@ -235,7 +334,11 @@ void ShowDocumentController::windowWantsClose(ShowWindow& window) {
 }
 
 void ShowDocumentController::discard(OpenShow& show) {
-    if (!show.file) removeTreeQuietly(show.recoveryPackage);
+    if (!show.file) {
+        removeTreeQuietly(show.recoveryPackage);
+        std::error_code ignored;
+        std::filesystem::remove(originNoteOf(show.recoveryPackage), ignored);
+    }
     close(show);
 }
 
@@ -250,16 +353,53 @@ void ShowDocumentController::close(OpenShow& show) {
     });
 }
 
+std::string ShowDocumentController::displayName(const OpenShow& show) const {
+    if (show.file) return packageDisplayName(*show.file);
+    if (show.recoveredFrom) return packageDisplayName(*show.recoveredFrom) + " (recovered)";
+    return "Untitled";
+}
+
 void ShowDocumentController::refreshTitle(OpenShow& show) {
     if (!show.window) return;
-    const std::string name = show.file ? packageDisplayName(*show.file) : "Untitled";
+    std::string name = displayName(show);
+    if (show.autosaver && show.autosaver->lastFailure()) name += " — not saved";
+    if (show.copying) {
+        name += " — copying audio " + std::to_string(show.copying->filesDone) + "/" +
+                std::to_string(show.copying->filesTotal);
+    }
     const bool edited = show.file ? show.document->isEdited() : hasUnsavedContent(show);
     show.window->setDocumentTitle(name, edited);
 }
 
-void ShowDocumentController::saveAllForQuit() {
+bool ShowDocumentController::saveAllForQuit() {
     for (auto& show : shows_) {
-        if (show->file || hasUnsavedContent(*show)) show->autosaver->saveNow();
+        const bool needsSaving = show->file ? show->document->isEdited() : hasUnsavedContent(*show);
+        bool savedElsewhere = false;
+        if (needsSaving && !saveOrAsk(*show, [&savedElsewhere] { savedElsewhere = true; }) &&
+            !savedElsewhere) {
+            return false;
+        }
+    }
+    return true;
+}
+
+void ShowDocumentController::keepEverythingForSessionEnd() {
+    for (auto& show : shows_) {
+        if (show->file) {
+            if (!show->document->isEdited() || saveQuietly(*show, *show->file)) continue;
+            // Where it belongs is out of reach: keep it with the untitled ones' copies.
+            const auto copy = recoveryFolder() / (Uuid::generate().toString() + kPackageExtension);
+            if (saveQuietly(*show, copy)) {
+                (void)replaceFileAtomically(originNoteOf(copy), show->file->string());
+                log_.notice("Kept a recovery copy of %s", show->file->c_str());
+            }
+        } else if (hasUnsavedContent(*show)) {
+            (void)saveQuietly(*show, show->recoveryPackage);
+            if (show->recoveredFrom) {
+                (void)replaceFileAtomically(originNoteOf(show->recoveryPackage),
+                                            show->recoveredFrom->string());
+            }
+        }
     }
 }
 

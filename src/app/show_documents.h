@@ -26,6 +26,9 @@ struct OpenShow {
     std::optional<std::filesystem::path> file;  // the package it is saved to, once it has one
     std::filesystem::path recoveryPackage;      // where it is autosaved while it has none
     bool recovered = false;                     // reopened from a recovery copy
+    std::optional<std::filesystem::path> recoveredFrom;  // the titled show it was a copy of
+    std::string shownSaveFailure;                        // the failure the page was told of
+    std::optional<CopyProgress> copying;  // media still coming from another file system
     std::unique_ptr<ShowWindow> window;
     std::unique_ptr<Autosaver> autosaver;  // in place, or to the recovery copy
 };
@@ -54,8 +57,16 @@ class ShowDocumentController final : public ShowWindowDelegate {
     OpenShow* current();
     const std::vector<std::unique_ptr<OpenShow>>& shows() const { return shows_; }
     /// Before quitting: every show is saved where it belongs (untitled ones as recovery
-    /// copies, offered again at the next start).
-    void saveAllForQuit();
+    /// copies, offered again at the next start). A show that cannot be saved asks what to do;
+    /// false when the user cancelled the quit.
+    bool saveAllForQuit();
+    /// When the session ends (SIGTERM, logout): no questions. Every show is saved where it
+    /// belongs; one that cannot be is kept as a recovery copy, offered at the next start.
+    void keepEverythingForSessionEnd();
+    /// "Revert to Saved": drops the unsaved edits of the focused show.
+    void revertToSaved(OpenShow& show);
+    /// "Browse Versions…": lists the kept versions and restores the chosen one.
+    void browseVersions(OpenShow& show);
 
     void windowWantsClose(ShowWindow& window) override;
     void windowWantsSave(ShowWindow& window) override;
@@ -69,6 +80,17 @@ class ShowDocumentController final : public ShowWindowDelegate {
     OpenShow& adopt(std::unique_ptr<OpenShow> show);
     OpenShow* find(const ShowWindow& window);
     bool saveTo(OpenShow& show, const std::filesystem::path& destination);
+    Result<void, DocumentError> saveQuietly(OpenShow& show,
+                                            const std::filesystem::path& destination);
+    /// Saves a show that has edits; when that fails, asks. True when the caller may go on
+    /// (saved, or the user discarded the edits); after "Save Elsewhere…" the save runs
+    /// `afterSavingElsewhere` itself once it succeeded, and false is returned.
+    bool saveOrAsk(OpenShow& show, const std::function<void()>& afterSavingElsewhere);
+    void reportSaveFailure(OpenShow& show, const DocumentError& error);
+    void tellAboutLostWorkingFiles(OpenShow& show);
+    /// After the show was replaced in memory: the engine and the page follow.
+    void showReplaced(OpenShow& show, const std::vector<Uuid>& stingsBefore);
+    std::string displayName(const OpenShow& show) const;
     void saveAs(OpenShow& show, const std::function<void()>& afterSaving);
     void close(OpenShow& show);
     void discard(OpenShow& show);

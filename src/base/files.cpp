@@ -78,7 +78,8 @@ IoError IoError::fromErrno(std::string_view operation, const fs::path& path, int
 }
 
 Result<std::string, IoError> readRegularFile(const fs::path& path, std::size_t maxBytes) {
-    FileDescriptor fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW));
+    // Non-blocking, so that a FIFO put in the file's place is refused at once, not waited on.
+    FileDescriptor fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
     if (!fd.valid()) return fail(IoError::fromErrno("open", path, errno));
     struct stat info {};
     if (::fstat(fd.get(), &info) != 0) return fail(IoError::fromErrno("stat", path, errno));
@@ -151,6 +152,20 @@ Result<void, IoError> syncDirectory(const fs::path& path) {
     if (!fd.valid()) return fail(IoError::fromErrno("open", path, errno));
     if (::fsync(fd.get()) != 0) return fail(IoError::fromErrno("fsync", path, errno));
     return {};
+}
+
+Result<void, IoError> syncFile(const fs::path& path) {
+    FileDescriptor fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW));
+    if (!fd.valid()) return fail(IoError::fromErrno("open", path, errno));
+    if (::fsync(fd.get()) != 0) return fail(IoError::fromErrno("fsync", path, errno));
+    return {};
+}
+
+Result<std::uint64_t, IoError> regularFileSize(const fs::path& path) {
+    struct stat info {};
+    if (::lstat(path.c_str(), &info) != 0) return fail(IoError::fromErrno("stat", path, errno));
+    if (!S_ISREG(info.st_mode)) return fail(IoError::fromErrno("stat", path, EINVAL));
+    return static_cast<std::uint64_t>(info.st_size);
 }
 
 void removeTreeQuietly(const fs::path& path) noexcept {

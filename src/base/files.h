@@ -2,6 +2,7 @@
 // File-system operations with typed errors: whole-file reads, crash-safe replacement, cheap
 // cloning of files that never change (hard link, then reflink, then copy), and fsync helpers.
 #include <cstddef>
+#include <cstdint>
 #include <filesystem>
 #include <string>
 #include <string_view>
@@ -40,6 +41,12 @@ Result<CloneMethod, IoError> cloneFile(const std::filesystem::path& source,
                                        const std::filesystem::path& destination);
 
 Result<void, IoError> syncDirectory(const std::filesystem::path& path);
+
+/// Flushes a file's data and metadata to disk.
+Result<void, IoError> syncFile(const std::filesystem::path& path);
+
+/// The size of a regular file, without following a symbolic link (which is an error).
+Result<std::uint64_t, IoError> regularFileSize(const std::filesystem::path& path);
 
 /// Removes a whole tree without following symbolic links; errors are ignored.
 void removeTreeQuietly(const std::filesystem::path& path) noexcept;

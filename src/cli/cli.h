@@ -17,6 +17,8 @@ int runNew(const Arguments& args);
 int runShow(const Arguments& args);
 int runResave(const Arguments& args);
 int runEdit(const Arguments& args);
+int runVersions(const Arguments& args);
+int runRestore(const Arguments& args);
 int runTone(const Arguments& args);
 int runDevices(const Arguments& args);
 int runLatency(const Arguments& args);

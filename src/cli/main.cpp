@@ -19,6 +19,10 @@ constexpr const char* kUsage =
     "  resave PKG DEST                    open PKG and save it as the package DEST\n"
     "  edit PKG COMMAND JSON              apply one edit (setTrim, rename, createPage, ...)\n"
     "                                     with its JSON arguments and save in place\n"
+    "  versions PKG                       list the earlier versions the package keeps,\n"
+    "                                     newest first: position, id, time, sting count\n"
+    "  restore PKG VERSION                bring back a version (by id or position) and save;\n"
+    "                                     the state it replaces becomes a version in turn\n"
     "  tone [--freq HZ] [--seconds SEC] [--level DB] [--device ID] [--low-latency]\n"
     "                                     play a sine through the system output\n"
     "  devices                            list the audio outputs by the identifiers --device\n"
@@ -88,6 +92,8 @@ int main(int argc, char** argv) {
         {"show", cli::runShow},
         {"resave", cli::runResave},
         {"edit", cli::runEdit},
+        {"versions", cli::runVersions},
+        {"restore", cli::runRestore},
         {"tone", cli::runTone},
         {"devices", cli::runDevices},
         {"latency", cli::runLatency},

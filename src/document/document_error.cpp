@@ -19,4 +19,12 @@ DocumentError DocumentError::io(int errorNumber, std::string message) {
     return {Kind::io, "POSIX", errorNumber, std::move(message)};
 }
 
+DocumentError DocumentError::incomplete(std::string message) {
+    return {Kind::incomplete, "ShowSave", 1, std::move(message)};
+}
+
+DocumentError DocumentError::noSuchVersion(std::string message) {
+    return {Kind::noSuchVersion, "ShowVersions", 1, std::move(message)};
+}
+
 }  // namespace brellow

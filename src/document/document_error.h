@@ -10,6 +10,8 @@ struct DocumentError {
         decoding,           // "show.json" is not a valid show
         encoding,           // the show cannot be written (a non-finite number)
         io,                 // the file system refused an operation
+        incomplete,         // the new package would lack files its show.json names
+        noSuchVersion,      // no kept version has the given id
     };
 
     Kind kind = Kind::io;
@@ -21,6 +23,8 @@ struct DocumentError {
     static DocumentError decoding(std::string message);
     static DocumentError encoding(std::string message);
     static DocumentError io(int errorNumber, std::string message);
+    static DocumentError incomplete(std::string message);
+    static DocumentError noSuchVersion(std::string message);
 };
 
 inline constexpr const char* kCocoaErrorDomain = "NSCocoaErrorDomain";

@@ -1,30 +1,38 @@
 #pragma once
-// Writes a show and its working folder as a ".stingshow" package, crash-safely: the new
-// package is built beside the destination, synced, and swapped in with one atomic rename, so
-// the destination always holds either the old package or the new one, whole. Media never
-// change once written, so they are hard-linked (or reflinked) rather than copied.
+// Writes a show and its working folder as a ".stingshow" package through a save transaction
+// (save_transaction.h): all or nothing, crash-safe, keeping the replaced package as a version.
+// Media never change once written, so they are hard-linked (or reflinked) rather than copied,
+// and a file the replaced package already holds is linked from there.
 #include <filesystem>
-#include <functional>
+#include <set>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "base/result.h"
 #include "document/document_error.h"
+#include "document/file_layer.h"
+#include "document/save_transaction.h"
 #include "document/working_directory.h"
 #include "model/show.h"
 
 namespace brellow {
 
-/// Called after each step that changes the disk; tests use it to stop a save part-way.
-using SaveCheckpoint = std::function<void(std::string_view step)>;
+/// Where files missing from the working folder may still be found (see PackageContents).
+struct SaveSources {
+    std::vector<std::filesystem::path> fallbackPackages;
+    std::set<std::string> knownMissing;
+};
 
-Result<void, DocumentError> writePackage(const Show& show, const WorkingDirectory& working,
-                                         const std::filesystem::path& destination,
-                                         const SaveCheckpoint& checkpoint = {});
+Result<SaveReport, DocumentError> writePackage(const Show& show, const WorkingDirectory& working,
+                                               const std::filesystem::path& destination,
+                                               const SaveSources& sources = {},
+                                               FileLayer& files = systemFileLayer(),
+                                               const SaveCheckpoint& checkpoint = {});
 
-/// Tidies what a crashed save left beside `package`, putting back a package that was moved
-/// aside and not yet replaced. Saving does this itself; opening calls it first.
-void recoverInterruptedSave(const std::filesystem::path& package);
+/// The media and waveform file names a show refers to.
+std::set<std::string> namedMediaFiles(const Show& show);
+std::set<std::string> namedWaveformFiles(const Show& show);
 
 /// The package name for a display name: kept when it ends with ".stingshow", else extended.
 std::string preferredPackageName(std::string_view displayName);

@@ -4,13 +4,16 @@
 #include <cstdint>
 #include <filesystem>
 #include <functional>
+#include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
 #include "base/log.h"
 #include "base/result.h"
 #include "document/document_error.h"
+#include "document/media_copier.h"
 #include "document/package_writer.h"
 #include "document/working_directory.h"
 #include "model/show.h"
@@ -46,9 +49,30 @@ class ShowDocument {
     /// stings to the load handler.
     Result<void, DocumentError> read(const std::filesystem::path& package);
 
-    /// Writes the package at `destination` crash-safely; on success the document is clean.
+    /// Writes the package at `destination`, all or nothing; on success the document is clean
+    /// and the replaced package is kept as a version. Files missing from the working folder
+    /// (a cleaner removed it) are first brought back from the package last read or saved.
     Result<void, DocumentError> save(const std::filesystem::path& destination,
                                      const SaveCheckpoint& checkpoint = {});
+
+    /// Replaces the show with a version kept in `package` (see package_versions.h) and marks
+    /// the document edited; saving it then keeps the current state as a version in turn.
+    Result<void, DocumentError> restoreVersion(const std::filesystem::path& package,
+                                               std::string_view versionIdOrPosition);
+
+    /// Reads the package last read or saved again, dropping unsaved edits.
+    Result<void, DocumentError> revertToSaved();
+    /// The package last read or saved, if any.
+    const std::optional<std::filesystem::path>& package() const { return package_; }
+
+    /// What the user should be told after a save found files gone from the working folder
+    /// (see restoreMissingWorkingFiles); empty when nothing was. Cleared by reading it.
+    std::string takeWorkingFolderNotice();
+
+    /// What the last successful save did with the files.
+    const SaveReport& lastSaveReport() const { return lastSaveReport_; }
+    /// The file operations saves use; tests pass one that fails on purpose.
+    void setFileLayer(FileLayer& files) { files_ = &files; }
 
     const Show& show() const { return show_; }
     /// For the import flow, which appends stings and marks changes itself.
@@ -57,6 +81,12 @@ class ShowDocument {
     std::filesystem::path mediaPath(const Sting& sting) const;
 
     void setStingLoadHandler(StingLoadHandler handler) { loadHandler_ = std::move(handler); }
+    /// Makes reads copy media from another file system in the background: stings whose media
+    /// are still on their way are handed to the load handler as each file arrives, and
+    /// `progress` (may be empty) is told after each file. Without it, reads copy at once.
+    void copyMediaInBackground(std::function<void(const CopyProgress&)> progress);
+    /// Media files still being copied in.
+    std::size_t pendingCopies() const { return pendingCopies_.size(); }
 
     // Change tracking: edited from the first change until the next successful save.
     void markChanged() { ++changeCount_; }
@@ -85,7 +115,16 @@ class ShowDocument {
     static constexpr double kMaxFadeSec = 60;
 
   private:
-    void deleteWorkingFiles(const Sting& sting) const;
+    void deleteWorkingFiles(const Sting& sting);
+    void restoreMissingWorkingFiles();
+    /// Replaces the show and the working files with the package at `package`; with
+    /// `keepOnlyNamed`, working files the new show does not name are removed.
+    Result<void, DocumentError> replaceFrom(const std::filesystem::path& package,
+                                            bool keepOnlyNamed);
+    void mediaArrived(const PendingCopy& copy, const Result<void, IoError>& result,
+                      const CopyProgress& progress);
+    std::set<std::string> namedFilesMissingFromWorkingFolder() const;
+    void startLoading();
 
     Logger log_{"ShowDocument"};
     Show show_;
@@ -93,6 +132,16 @@ class ShowDocument {
     StingLoadHandler loadHandler_;
     std::uint64_t changeCount_ = 0;
     std::uint64_t savedChangeCount_ = 0;
+    std::optional<std::filesystem::path> package_;  // last read or saved
+    std::set<std::string> missingAtOpen_;           // named files the package lacked
+    FileLayer* files_ = &systemFileLayer();
+    SaveReport lastSaveReport_;
+    std::string workingFolderNotice_;
+    bool copyInBackground_ = false;
+    std::function<void(const CopyProgress&)> copyProgress_;
+    std::set<std::string> pendingCopies_;
+    std::set<std::string> discardOnArrival_;  // of stings removed while their file was coming
+    std::unique_ptr<MediaCopier> copier_;     // last: stopped before the rest goes away
 };
 
 }  // namespace brellow

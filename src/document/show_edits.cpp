@@ -32,11 +32,19 @@ std::vector<Item> mergeOrder(std::vector<Item> items, const std::vector<Uuid>& o
 
 }  // namespace
 
-void ShowDocument::deleteWorkingFiles(const Sting& sting) const {
+// Called after the sting left the show. A file another sting still names stays: two stings
+// of a hand-edited show may share one.
+void ShowDocument::deleteWorkingFiles(const Sting& sting) {
     std::error_code ignored;
-    std::filesystem::remove(working_.media() / sting.mediaFilename, ignored);
+    auto remove = [&](const std::filesystem::path& folder, const std::string& name,
+                      const std::set<std::string>& stillNamed) {
+        if (stillNamed.contains(name)) return;
+        std::filesystem::remove(folder / name, ignored);
+        if (pendingCopies_.contains(name)) discardOnArrival_.insert(name);
+    };
+    remove(working_.media(), sting.mediaFilename, namedMediaFiles(show_));
     if (sting.waveformFilename) {
-        std::filesystem::remove(working_.waveforms() / *sting.waveformFilename, ignored);
+        remove(working_.waveforms(), *sting.waveformFilename, namedWaveformFiles(show_));
     }
 }
 

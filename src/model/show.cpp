@@ -91,12 +91,26 @@ std::optional<std::string> nextFreeHotkey(const Show& show, std::size_t pageInde
     return std::nullopt;
 }
 
+// One pass per page: a show of many stings opens in time proportional to its size.
 void assignMissingHotkeys(Show& show) {
-    for (std::size_t p = 0; p < show.pages.size(); ++p) {
-        for (Sting& sting : show.pages[p].stings) {
-            if (!sting.hotkey || sting.hotkey->empty()) {
-                sting.hotkey = nextFreeHotkey(show, p);
+    for (Page& page : show.pages) {
+        std::array<bool, 10> used{};
+        for (const Sting& sting : page.stings) {
+            const std::string& key = sting.hotkey.value_or("");
+            if (key.size() == 1 && key[0] >= '1' && key[0] <= '9')
+                used[static_cast<std::size_t>(key[0] - '0')] = true;
+        }
+        std::size_t next = 1;
+        for (Sting& sting : page.stings) {
+            if (sting.hotkey && !sting.hotkey->empty()) continue;
+            while (next <= 9 && used[next])
+                ++next;
+            if (next > 9) {
+                sting.hotkey.reset();
+                continue;
             }
+            used[next] = true;
+            sting.hotkey = std::string(1, static_cast<char>('0' + next));
         }
     }
 }

@@ -211,6 +211,29 @@ no_window "Brellow Licence Agreement" || fail "the gate came back after agreeing
 wait_log "Loaded sting" || fail "the reopened show loaded no stings"
 pass "the saved show reopens from the command line"
 
+# --- File ▸ Browse Versions…: the version before the dropped sting comes back, and the state
+# it replaced is kept as a version in turn
+versions_before=$("$cli" versions "$work/Gala.stingshow" | wc -l)
+[ "$versions_before" -ge 1 ] || fail "saving the dropped sting kept no version"
+xdotool windowfocus --sync "$(window "Gala — Brellow")"
+# The menu's action, through the bus the application is registered on; it returns when the
+# dialog it opens is answered.
+gdbus call --session --dest org.brellow.Brellow --object-path /org/brellow/Brellow \
+  --method org.gtk.Actions.Activate browse-versions [] {} >/dev/null 2>&1 &
+browser=$(window "Versions of") || fail "Browse Versions… opened no dialog"
+sleep 1
+shot desktop-versions
+click_in "$browser" 930 960 # Restore, at the bottom right; the newest is selected
+for _ in $(seq 50); do
+  [ "$("$cli" versions "$work/Gala.stingshow" | wc -l)" -gt "$versions_before" ] && break
+  sleep 0.1
+done
+[ "$("$cli" versions "$work/Gala.stingshow" | wc -l)" -gt "$versions_before" ] ||
+  fail "restoring kept no version of the state it replaced"
+"$cli" show "$work/Gala.stingshow" | grep -q '"name": "Knock"' &&
+  fail "the restored version still holds the sting dropped after it"
+pass "Browse Versions… restores a version and keeps the replaced state"
+
 # --- without its pages the window stays blank, and the program keeps going
 kill -TERM "$app_pid"
 wait "$app_pid" || fail "the program did not end cleanly"
@@ -221,4 +244,53 @@ wait_log "index.html not found in Resources/Web" || fail "the missing page was n
 sleep 0.5
 kill -0 "$app_pid" 2>/dev/null || fail "the program ended without its pages"
 pass "missing pages leave a blank window and a log line"
+
+# --- a show whose folder can no longer be written: the window says so, and the session's end
+# keeps a recovery copy that the next start offers back
+kill -TERM "$app_pid"
+wait "$app_pid" || fail "the program did not end cleanly"
+app_pid=""
+mkdir -p "$work/stick"
+if mount -t tmpfs -o size=16m tmpfs "$work/stick" 2>/dev/null; then
+  "$cli" resave "$work/Gala.stingshow" "$work/stick/Tour.stingshow" || fail "could not copy the show"
+  knocks_before=$("$cli" show "$work/stick/Tour.stingshow" | grep -c '"name": "Knock"' || true)
+  start_app "$work/stick/Tour.stingshow"
+  tour=$(window "Tour — Brellow") || fail "the show on the stick did not open"
+  wait_log "JS bridge ready" || fail "the page never said ready"
+  mount -o remount,ro "$work/stick"
+  xdotool windowfocus --sync "$tour"
+  xdotool key ctrl+s
+  error_dialog=$(window "^$" || true)
+  wait_log "Read-only file system" || fail "the failed save was not reported"
+  xdotool key Return # dismisses the error
+  window "Tour — not saved — Brellow" >/dev/null && fail "an explicit Save is not an autosave"
+  drag_onto "$tour" "$work/Knock.wav" # an edit that autosave cannot save
+  window "Tour — not saved — Brellow" >/dev/null || fail "the window does not say the show is not saved"
+  shot desktop-not-saved
+  kill -TERM "$app_pid"
+  wait "$app_pid" || fail "the program did not end cleanly"
+  app_pid=""
+  origin=$(ls "$XDG_DATA_HOME"/org.brellow.Brellow/Recovery/*.stingshow.origin 2>/dev/null | head -1)
+  [ -n "$origin" ] || fail "no recovery copy was kept for the titled show"
+  [ "$(cat "$origin")" = "$work/stick/Tour.stingshow" ] || fail "the recovery note says $(cat "$origin")"
+  knocks_after=$("$cli" show "${origin%.origin}" | grep -c '"name": "Knock"' || true)
+  [ "$knocks_after" -gt "$knocks_before" ] || fail "the recovery copy lacks the unsaved edit"
+  umount "$work/stick"
+  start_app
+  # The only window the program shows before the offer is answered.
+  offer=""
+  for _ in $(seq 100); do
+    offer=$(xdotool search --onlyvisible --pid "$app_pid" 2>/dev/null | tail -1 || true)
+    [ -n "$offer" ] && break
+    sleep 0.1
+  done
+  [ -n "$offer" ] || fail "the next start offered nothing"
+  sleep 1
+  shot desktop-recovery-offer
+  click_in "$offer" 750 860 # Reopen, at the bottom right
+  window "Tour .recovered. — Brellow" >/dev/null || fail "the recovery copy was not reopened"
+  pass "an unsaveable show says so, and the session's end keeps it for the next start"
+else
+  echo "skip - cannot mount a tmpfs here (needs root)"
+fi
 echo "desktop tests passed"

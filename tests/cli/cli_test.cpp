@@ -1,4 +1,10 @@
 // brellow-cli as a user runs it: real processes, real packages.
+#include <sys/mount.h>
+#include <sys/wait.h>
+
+#include <array>
+#include <cstdio>
+
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
@@ -59,6 +65,55 @@ TEST(Cli, FailuresSayWhyAndTouchNothing) {
     EXPECT_NE(unknown.err.find("nothing changed"), std::string::npos);
     EXPECT_EQ(cli({"frobnicate"}, dir.path()).exitCode, 2);
     EXPECT_EQ(test::readFile(package / "show.json"), before);
+}
+
+TEST(Cli, ListsAndRestoresVersions) {
+    test::TempDir dir;
+    const fs::path package = dir / "Gala.stingshow";
+    ASSERT_EQ(cli({"new", package.string(), "--name", "First"}, dir.path()).exitCode, 0);
+    EXPECT_EQ(cli({"versions", package.string()}, dir.path()).out, "");
+    ASSERT_EQ(
+        cli({"edit", package.string(), "createPage", R"({"name":"Act 2"})"}, dir.path()).exitCode,
+        0);
+    const CliRun listed = cli({"versions", package.string()}, dir.path());
+    ASSERT_EQ(listed.exitCode, 0) << listed.err;
+    EXPECT_TRUE(listed.out.starts_with("1\t")) << listed.out;
+    EXPECT_NE(listed.out.find("\t0 sting(s)\n"), std::string::npos) << listed.out;
+
+    ASSERT_EQ(cli({"restore", package.string(), "1"}, dir.path()).exitCode, 0);
+    EXPECT_EQ(
+        nlohmann::json::parse(cli({"show", package.string()}, dir.path()).out)["pages"].size(), 1u);
+    // The restore is undone by restoring the version it made.
+    ASSERT_EQ(cli({"restore", package.string(), "1"}, dir.path()).exitCode, 0);
+    EXPECT_EQ(
+        nlohmann::json::parse(cli({"show", package.string()}, dir.path()).out)["pages"].size(), 2u);
+
+    const CliRun missing = cli({"restore", package.string(), "nonesuch"}, dir.path());
+    EXPECT_EQ(missing.exitCode, 1);
+    EXPECT_NE(missing.err.find("No kept version nonesuch"), std::string::npos) << missing.err;
+}
+
+TEST(Cli, ASaveThatRunsOutOfSpaceExitsWithTheReason) {
+    test::TempDir dir;
+    const fs::path stick = dir / "stick";
+    fs::create_directories(stick);
+    if (::mount("tmpfs", stick.c_str(), "tmpfs", 0, "size=64k") != 0) {
+        GTEST_SKIP() << "cannot mount a tmpfs here (needs root)";
+    }
+    const fs::path package = dir / "Big.stingshow";
+    Show show = makeNewShow();
+    const Sting big = test::makeSting("Big");
+    show.pages[0].stings = {big};
+    test::writePackage(package, show);
+    test::writeFile(package / "Media" / big.mediaFilename, std::string(256 * 1024, 'x'));
+
+    const CliRun run =
+        cli({"resave", package.string(), (stick / "Copy.stingshow").string()}, dir.path());
+    const bool emptyAfter = fs::is_empty(stick);
+    ::umount2(stick.c_str(), MNT_DETACH);
+    EXPECT_EQ(run.exitCode, 1);
+    EXPECT_NE(run.err.find("No space left on device"), std::string::npos) << run.err;
+    EXPECT_TRUE(emptyAfter) << "a partial package was left";
 }
 
 TEST(Cli, VerboseSendsLogLinesToStderr) {
