@@ -41,10 +41,11 @@ void OutputSupervisor::step(std::chrono::steady_clock::time_point now) {
     (void)output_.checkStalled(now);
 
     const std::uint64_t xruns = output_.xrunCount();
-    if (xruns != loggedXruns_) {
+    if (xruns != loggedXruns_ && (loggedXruns_ == 0 || now - lastXrunLog_ >= kXrunLogInterval)) {
         log_.notice("Output underrun on %s: %llu so far", output_.describe().c_str(),
                     static_cast<unsigned long long>(xruns));
         loggedXruns_ = xruns;
+        lastXrunLog_ = now;
     }
 
     if (!output_.wantsRetry()) {

@@ -52,6 +52,10 @@ class OutputSupervisor {
     bool retrying_ = false;
     std::chrono::steady_clock::time_point nextAttempt_{};
     std::uint64_t loggedXruns_ = 0;
+    // Underruns are logged at most this often, so a struggling machine does not also fill
+    // the journal with one line per dropout.
+    static constexpr std::chrono::seconds kXrunLogInterval{10};
+    std::chrono::steady_clock::time_point lastXrunLog_{};
     std::mutex mutex_;
     std::condition_variable wake_;
     bool stopping_ = false;
