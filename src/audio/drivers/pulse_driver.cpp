@@ -123,8 +123,8 @@ Result<AudioFormat, AudioError> PulseDriver::open(OutputRenderer& renderer) {
     pa_context_set_state_callback(connection_.context(), &onContextState, this);
     if (auto described = describeSink(rate_); !described) return fail(described.error());
 
-    const pa_sample_spec spec{PA_SAMPLE_FLOAT32LE, static_cast<std::uint32_t>(rate_), 2};
-    stream_ = pa_stream_new(connection_.context(), "Brellow", &spec, nullptr);
+    const pa_sample_spec sampleFormat{PA_SAMPLE_FLOAT32LE, static_cast<std::uint32_t>(rate_), 2};
+    stream_ = pa_stream_new(connection_.context(), "Brellow", &sampleFormat, nullptr);
     if (stream_ == nullptr) {
         return fail(AudioError{AudioError::Code::deviceUnavailable, connection_.lastError()});
     }
